@@ -1,0 +1,67 @@
+# How Quillix.so is compiled and linked so that one file loads in any host process: two exported
+# symbols, no Python and no C++ run-time library among what it needs, and of the C library nothing
+# newer than glibc 2.17.
+include(CheckIPOSupported)
+
+# glibc 2.34 moved dlopen and its kin into libc.so.6 under a new symbol version, so a file linked on
+# a new system would not load on an old one. Linking against a stand-in libdl.so.2 with the old
+# versions binds to those, which every glibc since offers. The stand-in is never loaded.
+function(quillix_add_libdl_versions target)
+  if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|i.86)$")
+    if(CMAKE_SIZEOF_VOID_P EQUAL 8)
+      set(versions "GLIBC_2.2.5 { global: dlopen; dlsym; dlclose; dlerror; dladdr; };")
+    else()
+      string(CONCAT versions "GLIBC_2.0 { global: dlsym; dlclose; dlerror; dladdr; };\n"
+                             "GLIBC_2.1 { global: dlopen; } GLIBC_2.0;")
+    endif()
+  elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "^(aarch64|arm64)$")
+    set(versions "GLIBC_2.17 { global: dlopen; dlsym; dlclose; dlerror; dladdr; };")
+  elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "^arm")
+    set(versions "GLIBC_2.4 { global: dlopen; dlsym; dlclose; dlerror; dladdr; };")
+  else()
+    target_link_libraries(${target} PRIVATE ${CMAKE_DL_LIBS})
+    return()
+  endif()
+  set(folder "${CMAKE_CURRENT_BINARY_DIR}/libdl")
+  file(CONFIGURE OUTPUT "${folder}/libdl.map" CONTENT "${versions}" @ONLY)
+  add_library(quillix_libdl SHARED "${CMAKE_CURRENT_SOURCE_DIR}/cmake/libdl.c")
+  set_target_properties(quillix_libdl PROPERTIES
+    OUTPUT_NAME dl SOVERSION 2 LIBRARY_OUTPUT_DIRECTORY "${folder}"
+    LINK_DEPENDS "${folder}/libdl.map")
+  target_link_options(quillix_libdl PRIVATE
+    -nostdlib "LINKER:--version-script=${folder}/libdl.map")
+  target_link_libraries(${target} PRIVATE quillix_libdl)
+endfunction()
+
+function(quillix_link_plugin target)
+  set_target_properties(${target} PROPERTIES
+    PREFIX "" SUFFIX ".so"
+    CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON
+    SKIP_BUILD_RPATH ON
+    LINK_DEPENDS "${CMAKE_CURRENT_SOURCE_DIR}/cmake/Quillix.map")
+  target_compile_options(${target} PRIVATE
+    -fno-exceptions -fno-rtti -fno-threadsafe-statics -ffunction-sections -fdata-sections)
+  target_link_options(${target} PRIVATE
+    "LINKER:--version-script=${CMAKE_CURRENT_SOURCE_DIR}/cmake/Quillix.map"
+    LINKER:--as-needed LINKER:--gc-sections)
+
+  if(QUILLIX_SANITIZE)
+    # The sanitizers bring run-time libraries of their own; clang leaves their symbols to the program.
+    target_link_libraries(${target} PRIVATE ${CMAKE_DL_LIBS})
+    if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+      target_link_options(${target} PRIVATE LINKER:-z,defs)
+    endif()
+    return()
+  endif()
+
+  # Only the C library and the compiler's own helper functions: a use of the C++ run-time library,
+  # or a direct call into Python, is an undefined symbol here and now.
+  target_link_options(${target} PRIVATE LINKER:-z,defs -nodefaultlibs)
+  quillix_add_libdl_versions(${target})
+  target_link_libraries(${target} PRIVATE c gcc)
+
+  if(QUILLIX_LTO)
+    check_ipo_supported()
+    set_target_properties(${target} PROPERTIES INTERPROCEDURAL_OPTIMIZATION ON)
+  endif()
+endfunction()

@@ -1,0 +1,61 @@
+# Where CPython 2.7 is. Only its headers are used to build; the library is opened at run time.
+#
+#   QUILLIX_PYTHON_ROOT         root folder with usr/include/python2.7 and usr/lib, or a prefix with
+#                               include/python2.7 and lib; left out, tools/python27 provides one
+#   QUILLIX_PYTHON_ENVIRONMENT  (result) NAME=VALUE entries for a program that runs Python from there
+#   quillix_python_headers      (result) the include directories, as a target
+
+if(NOT QUILLIX_PYTHON_ROOT)
+  if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|i.86)$")
+    if(CMAKE_SIZEOF_VOID_P EQUAL 8)
+      set(python_arch amd64)
+    else()
+      set(python_arch i386)
+    endif()
+  elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "^(aarch64|arm64)$")
+    set(python_arch arm64)
+  elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "^arm")
+    set(python_arch armhf)
+  else()
+    message(FATAL_ERROR "Set QUILLIX_PYTHON_ROOT to a folder that holds Python 2.7.")
+  endif()
+  execute_process(
+    COMMAND "${CMAKE_CURRENT_SOURCE_DIR}/tools/python27" ${python_arch}
+    OUTPUT_VARIABLE python_root OUTPUT_STRIP_TRAILING_WHITESPACE
+    RESULT_VARIABLE python_status)
+  if(NOT python_status EQUAL 0)
+    message(FATAL_ERROR "Python 2.7 is missing; set QUILLIX_PYTHON_ROOT to a folder that holds it.")
+  endif()
+  set(QUILLIX_PYTHON_ROOT "${python_root}" CACHE PATH "Root folder that holds Python 2.7" FORCE)
+endif()
+
+find_path(QUILLIX_PYTHON_INCLUDE Python.h
+  PATHS "${QUILLIX_PYTHON_ROOT}/usr/include/python2.7" "${QUILLIX_PYTHON_ROOT}/include/python2.7"
+  NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH)
+if(NOT QUILLIX_PYTHON_INCLUDE)
+  message(FATAL_ERROR "No Python 2.7 headers below ${QUILLIX_PYTHON_ROOT}.")
+endif()
+
+add_library(quillix_python_headers INTERFACE)
+# Debian's pyconfig.h includes the architecture's own by a path from the folder above.
+get_filename_component(python_prefix "${QUILLIX_PYTHON_INCLUDE}/../.." ABSOLUTE)
+target_include_directories(quillix_python_headers SYSTEM INTERFACE
+  "${QUILLIX_PYTHON_INCLUDE}" "${python_prefix}/include")
+
+# Python's own variables are fixed, so that a run does not depend on the user's settings.
+set(QUILLIX_PYTHON_ENVIRONMENT PYTHONDONTWRITEBYTECODE=1 PYTHONNOUSERSITE=1 PYTHONPATH=)
+if(NOT QUILLIX_PYTHON_ROOT STREQUAL "/")
+  file(GLOB python_library
+    "${python_prefix}/lib/*/libpython2.7.so.1.0" "${python_prefix}/lib/libpython2.7.so.1.0")
+  if(python_library)
+    list(GET python_library 0 python_library)
+    get_filename_component(QUILLIX_PYTHON_LIBRARY_DIR "${python_library}" DIRECTORY)
+    list(APPEND QUILLIX_PYTHON_ENVIRONMENT
+      "LD_LIBRARY_PATH=${QUILLIX_PYTHON_LIBRARY_DIR}" "PYTHONHOME=${python_prefix}")
+  else()
+    message(WARNING "No libpython2.7.so.1.0 below ${QUILLIX_PYTHON_ROOT}: tests will not find it.")
+  endif()
+endif()
+# For ./dev, which runs programs of this build.
+list(JOIN QUILLIX_PYTHON_ENVIRONMENT "\n" environment_lines)
+file(WRITE "${CMAKE_CURRENT_BINARY_DIR}/python.env" "${environment_lines}\n")
