@@ -1,0 +1,156 @@
+#include "plugin/host.h"
+
+HostResolver gResolver = nullptr;
+
+void (*ELockObject)(REALobject) = nullptr;
+void (*EUnlockObject)(REALobject) = nullptr;
+void (*EUnlockString)(REALstring) = nullptr;
+void (*ELockString)(REALstring) = nullptr;
+
+void (*IArray_Append)(REALobject, REALobject) = nullptr;
+std::int32_t (*IArray_Count)(REALobject) = nullptr;
+REALobject (*IArray_GetAt)(REALobject, std::int32_t) = nullptr;
+REALclassRef ObjectArrayRef = nullptr;
+
+namespace {
+
+// A host entry point, looked up by name until the host answers.
+template <class Function> class HostEntry {
+public:
+  explicit constexpr HostEntry(const char *name) : name_(name) {}
+
+  Function *get() {
+    if (!entry_) {
+      entry_ = reinterpret_cast<Function *>(HCallResolver(name_));
+    }
+    return entry_;
+  }
+
+private:
+  const char *name_;
+  Function *entry_ = nullptr;
+};
+
+constinit HostEntry<const char *(REALstring)> gGetCString("StringGetCString");
+constinit HostEntry<void *(void *, const char *)> gLoadGlobalMethod("REALLoadGlobalMethod");
+constinit HostEntry<REALstring(const char *, std::int32_t, std::uint32_t)>
+    gBuildString("REALBuildStringWithEncoding");
+constinit HostEntry<REALclassRef(const char *)> gObjectType("pluginObjectType");
+constinit HostEntry<REALobject(REALclassRef)> gCreateInstance("CreateInstance");
+constinit HostEntry<void *(REALobject, const char *)> gLoadObjectMethod("REALLoadObjectMethod");
+constinit HostEntry<void *(REALobject, HostWord)> gEventInstance("GetEventInstance");
+constinit HostEntry<signed char(REALobject, const char *, REALstring *)>
+    gPropValueString("REALGetPropValueString");
+constinit HostEntry<void(REALclassDefinition *)> gRegisterClass("PluginRegisterClass");
+constinit HostEntry<void(REALmoduleDefinition *)> gRegisterModule("PluginRegisterModule");
+
+// The length function is a method of the host's framework, not an entry point.
+std::int32_t (*gStringLength)(REALstring) = nullptr;
+
+template <class Counted> void ignore(Counted) {}
+
+template <class Counted> void loadLockSlot(void (*&slot)(Counted), const char *entryName) {
+  slot = reinterpret_cast<void (*)(Counted)>(HCallResolver(entryName));
+  if (!slot) {
+    slot = ignore<Counted>;
+  }
+}
+
+template <class Method>
+bool loadArrayMethod(Method *&cache, REALobject list, const char *declaration) {
+  if (!cache) {
+    cache = reinterpret_cast<Method *>(REALLoadObjectMethod(list, declaration));
+  }
+  return cache;
+}
+
+} // namespace
+
+void *HCallResolver(const char *entryName) { return gResolver(entryName); }
+
+void LoadEntryPoints() {
+  loadLockSlot(ELockObject, "REALLockObject");
+  loadLockSlot(EUnlockObject, "REALUnlockObject");
+  loadLockSlot(EUnlockString, "REALUnlockString");
+  loadLockSlot(ELockString, "REALLockString");
+}
+
+const char *REALGetStringContents(REALstring string, std::int32_t *length) {
+  if (!string) {
+    return nullptr;
+  }
+  auto *getCString = gGetCString.get();
+  if (!gStringLength) {
+    gStringLength = reinterpret_cast<std::int32_t (*)(REALstring)>(
+        REALLoadFrameworkMethod("LenB( s as string ) as integer"));
+  }
+  if (length && gStringLength) {
+    *length = gStringLength(string);
+  }
+  return getCString ? getCString(string) : nullptr;
+}
+
+REALstring REALBuildStringWithEncoding(const char *bytes, std::int32_t byteCount,
+                                       std::uint32_t encoding) {
+  auto *entry = gBuildString.get();
+  return entry ? entry(bytes, byteCount, encoding) : nullptr;
+}
+
+REALclassRef REALGetClassRef(const char *className) {
+  auto *entry = gObjectType.get();
+  return entry ? entry(className) : nullptr;
+}
+
+REALobject REALnewInstanceWithClass(REALclassRef classRef) {
+  if (!classRef) {
+    return nullptr;
+  }
+  auto *entry = gCreateInstance.get();
+  return entry ? entry(classRef) : nullptr;
+}
+
+void *REALLoadObjectMethod(REALobject object, const char *declaration) {
+  auto *entry = gLoadObjectMethod.get();
+  return entry ? entry(object, declaration) : nullptr;
+}
+
+void *REALLoadFrameworkMethod(const char *declaration) {
+  auto *entry = gLoadGlobalMethod.get();
+  return entry ? entry(nullptr, declaration) : nullptr;
+}
+
+void *REALGetEventInstance(REALobject instance, const REALevent *event) {
+  auto *entry = gEventInstance.get();
+  return entry ? entry(instance, event->key) : nullptr;
+}
+
+signed char REALGetPropValueString(REALobject object, const char *name, REALstring *value) {
+  auto *entry = gPropValueString.get();
+  return entry ? entry(object, name, value) : static_cast<signed char>(0);
+}
+
+void REALRegisterClass(REALclassDefinition *definition) {
+  if (auto *entry = gRegisterClass.get()) {
+    entry(definition);
+  }
+}
+
+void REALRegisterModule(REALmoduleDefinition *definition) {
+  if (auto *entry = gRegisterModule.get()) {
+    entry(definition);
+  }
+}
+
+REALobject NewObjectArray() {
+  REALobject list = REALnewInstanceWithClass(cachedClassRef(ObjectArrayRef, "ObjectArray"));
+  if (list && !loadArrayMethod(IArray_Append, list, "Append(item as Object)")) {
+    EUnlockObject(list);
+    return nullptr;
+  }
+  return list;
+}
+
+bool LoadObjectArrayReaders(REALobject list) {
+  return loadArrayMethod(IArray_Count, list, "Count() as Integer") &&
+         loadArrayMethod(IArray_GetAt, list, "GetAt(n as Integer) as Object");
+}

@@ -1,0 +1,140 @@
+// The one channel to the host: the operations that the plug-in asks of it.
+//
+// Each operation resolves its entry point by name at its first call, keeps the answer, and has a
+// harmless result when the host has no such entry. Locks follow four rules:
+//   - an object or string passed in is lent for the call; what is kept longer is locked once;
+//   - an object or string returned to the host carries one lock for the caller;
+//   - what the host hands over with a lock is unlocked when done with, unless it is stored;
+//   - nil may be locked and unlocked, to no effect.
+// Everything runs on the host's thread.
+#pragma once
+
+#include <cstring>
+#include <string_view>
+
+#include "plugin/declare.h"
+#include "plugin/platform.h"
+#include "plugin/records.h"
+
+// --- Set-up ---
+
+// Set once, by REALPluginMain, before anything else runs.
+extern HostResolver gResolver;
+
+// The resolver's answer, unchanged.
+void *HCallResolver(const char *entryName);
+
+// Fills the four slots below. A host that lacks one of them leaves a slot that does nothing.
+void LoadEntryPoints();
+
+extern void (*ELockObject)(REALobject);
+extern void (*EUnlockObject)(REALobject);
+extern void (*EUnlockString)(REALstring);
+extern void (*ELockString)(REALstring);
+
+// --- Classes, instances, strings ---
+
+// The class data block of one plug-in class in an instance.
+inline void *REALGetClassData(REALobject instance, const REALclassDefinition *definition) {
+  return reinterpret_cast<char *>(instance) + definition->dataOffset;
+}
+
+// The bytes of a string, ended by a NUL, alive as long as the string; their count through
+// `length` when that is not null. Null, and no length written, for a nil string.
+const char *REALGetStringContents(REALstring string, std::int32_t *length);
+
+// A new string of exactly those bytes; the caller owns its lock. Nil when the host makes none.
+REALstring REALBuildStringWithEncoding(const char *bytes, std::int32_t byteCount,
+                                       std::uint32_t encoding);
+
+// Nil for an unknown class.
+REALclassRef REALGetClassRef(const char *className);
+
+// A new instance with zeroed class data, its constructors run; the caller owns its lock. Nil for
+// a nil class, or when the host makes none.
+REALobject REALnewInstanceWithClass(REALclassRef classRef);
+
+void *REALLoadObjectMethod(REALobject object, const char *declaration);
+void *REALLoadFrameworkMethod(const char *declaration);
+
+// The handler attached to an event of this instance, or null.
+void *REALGetEventInstance(REALobject instance, const REALevent *event);
+
+// True when the object has that String property; the caller unlocks the value.
+signed char REALGetPropValueString(REALobject object, const char *name, REALstring *value);
+
+void REALRegisterClass(REALclassDefinition *definition);
+void REALRegisterModule(REALmoduleDefinition *definition);
+
+// --- ObjectArray, the host's ordered list that holds a lock on each item ---
+
+extern void (*IArray_Append)(REALobject list, REALobject item);
+extern std::int32_t (*IArray_Count)(REALobject list);
+extern REALobject (*IArray_GetAt)(REALobject list, std::int32_t index); // the caller unlocks
+extern REALclassRef ObjectArrayRef;
+
+// A new, empty list whose Append is loaded; the caller owns its lock. Nil when the host cannot
+// make one, or one that cannot be appended to.
+REALobject NewObjectArray();
+
+// Loads Count and GetAt from a list at hand; false when the host lacks one.
+bool LoadObjectArrayReaders(REALobject list);
+
+// --- Shorthands ---
+
+// The class data of one class, by its type.
+template <class Data>
+Data &classData(REALobject instance, const REALclassDefinition &definition) {
+  return *static_cast<Data *>(REALGetClassData(instance, &definition));
+}
+
+// The class reference behind a cache that is null until its first use.
+inline REALclassRef cachedClassRef(REALclassRef &cache, const char *className) {
+  if (!cache) {
+    cache = REALGetClassRef(className);
+  }
+  return cache;
+}
+
+// The bytes of a string; no bytes for nil, and for an empty string object alike.
+inline std::string_view bytesOf(REALstring string) {
+  std::int32_t length = -1;
+  const char *bytes = REALGetStringContents(string, &length);
+  if (!bytes) {
+    return {"", 0};
+  }
+  return {bytes, length < 0 ? std::strlen(bytes) : static_cast<std::size_t>(length)};
+}
+
+// A string where Python wants a name: NUL-ended bytes, or null when there is no name.
+inline const char *nameOf(REALstring string) {
+  const char *bytes = REALGetStringContents(string, nullptr);
+  return bytes && *bytes ? bytes : nullptr;
+}
+
+// A new string of Python's text; the caller owns its lock. Nil, too, for more than the host counts.
+inline REALstring newString(const char *bytes, std::size_t count) {
+  if (count > INT32_MAX) {
+    return nullptr;
+  }
+  return REALBuildStringWithEncoding(bytes, static_cast<std::int32_t>(count), kEncodingUTF8);
+}
+
+// One lock on a host object, given back at the end.
+class ObjectLock {
+public:
+  static ObjectLock take(REALobject object) {
+    ELockObject(object);
+    return ObjectLock(object);
+  }
+  static ObjectLock adopt(REALobject locked) { return ObjectLock(locked); }
+  ~ObjectLock() { EUnlockObject(object_); }
+  ObjectLock(const ObjectLock &) = delete;
+  ObjectLock &operator=(const ObjectLock &) = delete;
+
+  REALobject get() const { return object_; }
+
+private:
+  explicit ObjectLock(REALobject object) : object_(object) {}
+  REALobject object_;
+};
