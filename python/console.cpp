@@ -1,0 +1,97 @@
+// What Python prints, as events of a host object.
+//
+// The native module "aview" stands in for sys.stdout in every interpreter that is started. Its
+// write() hands each piece of text, as it is written, to the console object that host code chose.
+// Standard error stays the process's own.
+
+#include "python/runtime.h"
+
+REALobject consoleOutputInstance = nullptr;
+
+extern REALclassDefinition QuillixConsoleOutputClass;
+extern REALevent QuillixEvents[1];
+
+namespace {
+
+using ConsoleHandler = void(REALobject instance, REALstring output);
+
+struct ConsoleData {
+  ConsoleHandler *handler; // of this instance's event; null until host code implements it
+};
+
+ConsoleHandler *findHandler(REALobject instance) {
+  return reinterpret_cast<ConsoleHandler *>(REALGetEventInstance(instance, &QuillixEvents[0]));
+}
+
+void QuillixConsoleOutput_Constructor(REALobject self) {
+  classData<ConsoleData>(self, QuillixConsoleOutputClass).handler = findHandler(self);
+}
+
+void OnConsoleOutput(REALobject console, REALstring output) {
+  auto &data = classData<ConsoleData>(console, QuillixConsoleOutputClass);
+  if (!data.handler) {
+    data.handler = findHandler(console);
+  }
+  if (data.handler) {
+    data.handler(console, output);
+  }
+}
+
+// --- Module aview ---
+
+PyObject *aview_write(PyObject *, PyObject *arguments) {
+  const char *text = nullptr; // Python's
+  if (!EPyArg_ParseTuple(arguments, "s", &text)) {
+    return nullptr;
+  }
+  if (consoleOutputInstance) {
+    // The handler may choose another console or try to stop the interpreter.
+    PythonCall call;
+    ObjectLock console = ObjectLock::take(consoleOutputInstance);
+    REALstring output = newString(text, std::strlen(text));
+    OnConsoleOutput(console.get(), output);
+    EUnlockString(output);
+  }
+  return newNone().release();
+}
+
+PyObject *aview_flush(PyObject *, PyObject *) { return newNone().release(); }
+
+PyMethodDef a_methods[] = {
+    {"write", aview_write, METH_VARARGS, "Write something."},
+    {"flush", aview_flush, METH_VARARGS, "doc for flush"},
+    {nullptr, nullptr, 0, nullptr},
+};
+
+} // namespace
+
+void initaview() {
+  if (!gPythonFound || !EPy_IsInitialized()) {
+    return;
+  }
+  PyObject *module =
+      EPy_InitModule4("aview", a_methods, nullptr, nullptr, PYTHON_API_VERSION); // borrowed
+  if (module) {
+    EPySys_SetObject(const_cast<char *>("stdout"), module);
+  }
+}
+
+// Letting go of a console object may run its destructor, and that may choose a console too.
+void Python_SetConsoleOutput(REALobject output) {
+  EUnlockObject(std::exchange(consoleOutputInstance, nullptr));
+  ELockObject(output);
+  EUnlockObject(std::exchange(consoleOutputInstance, output));
+}
+
+// --- Class QuillixConsoleOutput ---
+
+REALevent QuillixEvents[] = {
+    declare::event<"ConsoleOutput(output as String)", ConsoleHandler>(),
+};
+
+REALclassDefinition QuillixConsoleOutputClass = {
+    .name = "QuillixConsoleOutput",
+    .dataSize = sizeof(ConsoleData),
+    .constructor = QuillixConsoleOutput_Constructor,
+    .events = QuillixEvents,
+};

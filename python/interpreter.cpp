@@ -1,0 +1,104 @@
+// The interpreter's life: started and stopped by host code, at any time and as often as it likes.
+
+#include <cstdlib>
+#include <cstring>
+
+#include "python/runtime.h"
+
+bool gPythonInitialized = false;
+std::uintptr_t gInterpreter = kNoInterpreter;
+int gPythonCalls = 0;
+REALobject gRegisteredModules = nullptr;
+
+namespace {
+
+std::uintptr_t gInterpreterCount = 0;
+
+void openGate() { gInterpreter = ++gInterpreterCount; }
+
+// Python keeps the pointer to its program name for good, so every name given stays allocated.
+struct ProgramName {
+  ProgramName *previous;
+  char bytes[1]; // as many as the name has, and a NUL
+};
+
+ProgramName *gProgramNames = nullptr;
+
+void setProgramName(std::string_view name) {
+  auto *copy = static_cast<ProgramName *>(std::malloc(sizeof(ProgramName) + name.size()));
+  if (!copy) {
+    return;
+  }
+  std::memcpy(copy->bytes, name.data(), name.size());
+  copy->bytes[name.size()] = '\0';
+  copy->previous = std::exchange(gProgramNames, copy);
+  EPy_SetProgramName(copy->bytes);
+}
+
+} // namespace
+
+void PyRef::deallocate(PyObject *object) {
+  PythonCall call;
+  Py_TYPE(object)->tp_dealloc(object);
+}
+
+PyRef newPythonString(REALstring string) {
+  std::string_view bytes = bytesOf(string);
+  return PyRef(EPyString_FromStringAndSize(bytes.data(), static_cast<Py_ssize_t>(bytes.size())));
+}
+
+void Python_InitWithName(REALstring applicationName) {
+  if (gPythonFound) {
+    setProgramName(bytesOf(applicationName));
+  }
+  Python_Init();
+}
+
+void Python_Init() {
+  if (!gPythonFound || gPythonCalls > 0) {
+    return;
+  }
+  if (EPy_IsInitialized()) {
+    if (!interpreterRuns()) {
+      openGate(); // somebody else's interpreter: used as it is, and not marked as ours
+    }
+    return;
+  }
+  PythonCall starting;
+  EPy_Initialize();
+  initaview();
+  gPythonInitialized = true;
+  openGate();
+}
+
+void Python_Finalize() {
+  if (!gPythonFound || gPythonCalls > 0 || !EPy_IsInitialized()) {
+    return;
+  }
+  {
+    PythonCall stopping;
+    EPyErr_Clear();
+    EPy_Finalize();
+    gPythonInitialized = false;
+    gInterpreter = kNoInterpreter;
+  }
+  // Both give back locks, which may run host code that starts the interpreter anew.
+  REALobject modules = std::exchange(gRegisteredModules, nullptr);
+  ReleaseCapsulesOfStoppedInterpreter();
+  EUnlockObject(modules);
+}
+
+void Python_AddSearchPath(REALobject folder) {
+  REALstring path = nullptr;
+  if (!interpreterRuns() || !folder || !REALGetPropValueString(folder, "NativePath", &path)) {
+    return;
+  }
+  if (PyObject *searchPath = EPySys_GetObject(const_cast<char *>("path"))) {
+    if (PyRef entry = newPythonString(path)) {
+      EPyList_Append(searchPath, entry.get());
+    }
+  }
+  EUnlockString(path);
+}
+
+REALboolean Python_IsFound() { return gPythonFound; }

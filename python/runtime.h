@@ -1,0 +1,123 @@
+// What the python room shows the others: the slots, owned references, the gate that tells whether
+// there is an interpreter to talk to, and the interpreter's own operations.
+#pragma once
+
+#include <cstdint>
+#include <utility>
+
+#include "plugin/host.h"
+#include "python/slots.h"
+
+// --- The gate ---
+
+// Which interpreter runs: each start counts one up, so that an object can be told from one that an
+// earlier interpreter left behind. kNoInterpreter while none runs.
+inline constexpr std::uintptr_t kNoInterpreter = UINTPTR_MAX;
+extern std::uintptr_t gInterpreter;
+
+inline bool interpreterRuns() { return gInterpreter != kNoInterpreter; }
+
+// True from the end of Init to the end of Finalize. For Init, Finalize and the destructors that
+// release a held object; everything else asks the gate.
+extern bool gPythonInitialized;
+
+// How many calls into Python are under way, one inside the other. The interpreter is neither
+// started nor stopped under any of them.
+extern int gPythonCalls;
+
+// Marks a call that may run Python code, and with it host code that Python calls.
+class PythonCall {
+public:
+  PythonCall() { ++gPythonCalls; }
+  ~PythonCall() { --gPythonCalls; }
+  PythonCall(const PythonCall &) = delete;
+  PythonCall &operator=(const PythonCall &) = delete;
+};
+
+// --- Owned references ---
+
+// One owned reference to a Python object, or null. Borrowed references are plain pointers; a call
+// that steals one is handed release(). Nothing else in the plug-in decrements a count.
+class PyRef {
+public:
+  PyRef() = default;
+  // Takes over a new reference.
+  explicit PyRef(PyObject *owned) : object_(owned) {}
+  // A reference of its own to a borrowed object.
+  static PyRef share(PyObject *borrowed) {
+    Py_XINCREF(borrowed);
+    return PyRef(borrowed);
+  }
+  PyRef(PyRef &&other) noexcept : object_(other.release()) {}
+  PyRef &operator=(PyRef &&other) noexcept {
+    PyRef old(std::exchange(object_, other.release()));
+    return *this;
+  }
+  ~PyRef() {
+    if (object_ && --object_->ob_refcnt == 0) {
+      deallocate(object_);
+    }
+  }
+
+  PyObject *get() const { return object_; }
+  explicit operator bool() const { return object_ != nullptr; }
+  // Gives the reference away: to a stealing call, or to Python as a result.
+  PyObject *release() { return std::exchange(object_, nullptr); }
+
+private:
+  // Marked as a call into Python: an object may run code of its own as it goes.
+  static void deallocate(PyObject *object);
+
+  PyObject *object_ = nullptr;
+};
+
+// --- Shared makers ---
+
+// A str of exactly the host string's bytes, the empty str for nil. Null with Python's error set
+// when Python makes none.
+PyRef newPythonString(REALstring string);
+
+// A new reference to None; null with Python's error set when Python fails.
+inline PyRef newNone() { return PyRef(EPy_BuildValue("")); }
+
+// --- Interpreter ---
+
+// The list that keeps every published host module alive, with one lock, or nil.
+extern REALobject gRegisteredModules;
+
+void Python_InitWithName(REALstring applicationName);
+void Python_Init();
+void Python_Finalize();
+void Python_AddSearchPath(REALobject folder);
+REALboolean Python_IsFound();
+
+// --- Error state ---
+
+// Codes of PythonParameters.LastError, declared to the host as constants of Quillix.
+enum ParameterError : std::int32_t {
+  PY_NO_ERROR = 0,
+  PY_ERROR_COULD_NOT_CONVERT = 1,
+  PY_ERROR_INDEX_OUT_OF_BOUNDS = 2,
+  PY_NIL_PARAM_ERROR = 3,
+};
+
+REALboolean Python_ErrorOccurred();
+REALstring Python_GetError(); // the caller owns the string's lock
+void Python_ClearError();
+void Python_SetTypeError(std::int32_t errorType, REALstring message);
+
+// --- Console ---
+
+// The object whose ConsoleOutput event receives what Python prints; locked once, or nil.
+extern REALobject consoleOutputInstance;
+
+void Python_SetConsoleOutput(REALobject output);
+
+// Makes the module "aview" and puts it in the place of sys.stdout.
+QUILLIX_EXPORT void initaview();
+
+// --- Declared in the class Quillix, or needed at Finalize, and built in the rooms above ---
+
+REALobject Python_GetModule(REALstring name);            // objects/
+void Python_RegisterXojoModule(REALobject xojoModule);   // publish/
+void ReleaseCapsulesOfStoppedInterpreter();              // bridge/
