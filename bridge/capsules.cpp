@@ -1,0 +1,162 @@
+// Object capsules: the form in which a host object travels through Python.
+//
+// A capsule owns one lock on its host object, from its making until Python frees it. The bridge
+// remembers every capsule that it made: no other capsule is taken for a host object, whatever its
+// maker put inside, and the locks of capsules that outlive their interpreter, because something
+// still refers to them, are given back when it stops.
+
+#include <cstdlib>
+
+#include "bridge/bridge.h"
+
+namespace {
+
+// The capsules alive and their host objects: a hash table with open addressing, a power of two of
+// entries, never more than three quarters full.
+class CapsuleTable {
+public:
+  // Makes room for one more; false when there is no memory.
+  bool reserve() {
+    if (count_ + 1 <= capacity_ / 4 * 3) {
+      return true;
+    }
+    return grow();
+  }
+
+  // There must be room.
+  void add(PyObject *capsule, REALobject object) {
+    std::size_t i = home(capsule);
+    while (entries_[i].capsule) {
+      i = next(i);
+    }
+    entries_[i] = {capsule, object};
+    ++count_;
+  }
+
+  // The capsule's host object, or nil for a capsule that is not here.
+  REALobject find(PyObject *capsule) const {
+    return count_ ? entries_[position(capsule)].object : nullptr;
+  }
+
+  // Takes a capsule out and yields its host object, or nil.
+  REALobject remove(PyObject *capsule) {
+    if (!count_) {
+      return nullptr;
+    }
+    std::size_t hole = position(capsule);
+    REALobject object = entries_[hole].object;
+    if (!object) {
+      return nullptr;
+    }
+    // Later entries of the same run move up, so that no look-up stops at the hole.
+    for (std::size_t i = next(hole); entries_[i].capsule; i = next(i)) {
+      if (distance(home(entries_[i].capsule), i) >= distance(hole, i)) {
+        entries_[hole] = entries_[i];
+        hole = i;
+      }
+    }
+    entries_[hole] = {};
+    --count_;
+    return object;
+  }
+
+  // Empties the table, then gives every capsule's lock back.
+  void release() {
+    CapsuleTable old = *this;
+    *this = {};
+    for (std::size_t i = 0; i < old.capacity_; ++i) {
+      EUnlockObject(old.entries_[i].object);
+    }
+    std::free(old.entries_);
+  }
+
+private:
+  struct Entry {
+    PyObject *capsule;
+    REALobject object;
+  };
+
+  static constexpr std::size_t kLeast = 16;
+
+  // Objects are aligned, so the low bits say nothing.
+  std::size_t home(PyObject *capsule) const {
+    auto address = reinterpret_cast<std::uintptr_t>(capsule);
+    return ((address >> 4) ^ (address >> 12)) & (capacity_ - 1);
+  }
+  std::size_t next(std::size_t i) const { return (i + 1) & (capacity_ - 1); }
+  std::size_t distance(std::size_t from, std::size_t to) const {
+    return (to - from) & (capacity_ - 1);
+  }
+
+  // Where the capsule is, or the empty entry that ends the search for it.
+  std::size_t position(PyObject *capsule) const {
+    std::size_t i = home(capsule);
+    while (entries_[i].capsule && entries_[i].capsule != capsule) {
+      i = next(i);
+    }
+    return i;
+  }
+
+  bool grow() {
+    CapsuleTable larger;
+    larger.capacity_ = capacity_ ? capacity_ * 2 : kLeast;
+    larger.entries_ = static_cast<Entry *>(std::calloc(larger.capacity_, sizeof(Entry)));
+    if (!larger.entries_) {
+      return false;
+    }
+    for (std::size_t i = 0; i < capacity_; ++i) {
+      if (entries_[i].capsule) {
+        larger.add(entries_[i].capsule, entries_[i].object);
+      }
+    }
+    std::free(entries_);
+    *this = larger;
+    return true;
+  }
+
+  Entry *entries_ = nullptr;
+  std::size_t capacity_ = 0;
+  std::size_t count_ = 0;
+};
+
+constinit CapsuleTable gCapsules;
+
+// Python calls it as it frees a capsule. The host object comes from the table: what a capsule
+// points at can be changed by other code in the process.
+void Capsule_Destructor(PyObject *capsule) {
+  PythonCall call;
+  EUnlockObject(gCapsules.remove(capsule));
+}
+
+} // namespace
+
+PyRef newCapsuleTakingLock(REALobject object) {
+  if (!gCapsules.reserve()) {
+    if (e__PyExc_MemoryError) {
+      EPyErr_SetString(*e__PyExc_MemoryError, "");
+    }
+    return PyRef();
+  }
+  PyRef capsule(EPyCapsule_New(object, nullptr, Capsule_Destructor));
+  if (capsule) {
+    gCapsules.add(capsule.get(), object);
+  }
+  return capsule;
+}
+
+PyRef newCapsule(REALobject object) {
+  PyRef capsule = newCapsuleTakingLock(object);
+  if (capsule) {
+    ELockObject(object);
+  }
+  return capsule;
+}
+
+// Python is asked first: a capsule with a name, which is never ours, leaves its ValueError set.
+REALobject capsuleObject(PyObject *capsule) {
+  void *pointer = EPyCapsule_GetPointer(capsule, nullptr);
+  REALobject object = gCapsules.find(capsule);
+  return pointer == object ? object : nullptr;
+}
+
+void ReleaseCapsulesOfStoppedInterpreter() { gCapsules.release(); }

@@ -1,0 +1,128 @@
+// PythonList: a list, changed in place or swapped for a new one by Clear. Indexes go to Python
+// unchanged, and Python's own rules for each call apply.
+
+#include "bridge/bridge.h"
+
+REALclassRef PythonListClassRef = nullptr;
+
+void PythonList_InitAPI() {
+  EPyList_New = nullptr;
+  PythonListClassRef = nullptr;
+}
+
+REALobject newList(PyRef list) {
+  REALobject wrapper = REALnewInstanceWithClass(cachedClassRef(PythonListClassRef, "PythonList"));
+  if (wrapper) {
+    entityHeld(wrapper).hold(std::move(list));
+  }
+  return wrapper;
+}
+
+namespace {
+
+// Runs for every new instance, whoever makes it, so that no list meets an empty slot.
+void Initializer(REALobject) {
+  if (!EPyList_New) {
+    PythonList_LoadAPI();
+  }
+}
+
+// The held list; nothing as long as the library does not have the list functions.
+Operation openList(REALobject self) {
+  return Operation(EPyList_New ? entityHeld(self) : HeldObject{});
+}
+
+// Also the host's Clear: the old list is let go, not emptied, for others may hold it.
+void holdNewList(REALobject self) {
+  if (interpreterRuns() && EPyList_New) {
+    entityHeld(self).hold(PyRef(EPyList_New(0)));
+  }
+}
+
+constexpr auto PythonList_Constructor = holdNewList;
+constexpr auto PythonList_Clear = holdNewList;
+
+// --- Items. An empty wrapper is null to Python, which refuses it with SystemError. ---
+
+void PythonList_Append(REALobject self, REALobject value) {
+  Operation list = openList(self);
+  if (list && value) {
+    EPyList_Append(list.get(), shareHeld(value).get());
+  }
+}
+
+void PythonList_Insert(REALobject self, std::int32_t index, REALobject value) {
+  Operation list = openList(self);
+  if (list && value) {
+    EPyList_Insert(list.get(), index, shareHeld(value).get());
+  }
+}
+
+REALobject PythonList_GetItem(REALobject self, std::int32_t index) {
+  Operation list = openList(self);
+  PyRef item = PyRef::share(list ? EPyList_GetItem(list.get(), index) : nullptr);
+  return item ? newEntity(std::move(item)) : nullptr;
+}
+
+void PythonList_SetItem(REALobject self, std::int32_t index, REALobject value) {
+  Operation list = openList(self);
+  PyRef item = shareHeld(value);
+  if (list && item) {
+    EPyList_SetItem(list.get(), index, item.release()); // stolen, also when refused
+  }
+}
+
+// --- The whole list ---
+
+REALobject PythonList_AsTuple(REALobject self) {
+  Operation list = openList(self);
+  PyRef tuple(list ? EPyList_AsTuple(list.get()) : nullptr);
+  return tuple ? newParameters(std::move(tuple)) : nullptr;
+}
+
+void PythonList_Sort(REALobject self) {
+  Operation list = openList(self);
+  if (list) {
+    EPyList_Sort(list.get());
+  }
+}
+
+void PythonList_Reverse(REALobject self) {
+  Operation list = openList(self);
+  if (list) {
+    EPyList_Reverse(list.get());
+  }
+}
+
+std::intptr_t PythonList_Count(REALobject self) {
+  Operation list = openList(self);
+  return list ? EPyList_Size(list.get()) : 0;
+}
+
+} // namespace
+
+using declare::method;
+
+static REALproperty PythonListProperties[] = {
+    declare::property<"Count", "Integer", PythonList_Count>(),
+};
+
+static REALmethodDefinition PythonListMethods[] = {
+    method<"Constructor()", PythonList_Constructor>(),
+    method<"Clear()", PythonList_Clear>(),
+    method<"Append(value as PythonEntityBase)", PythonList_Append>(),
+    method<"Insert(index as Integer, value as PythonEntityBase)", PythonList_Insert>(),
+    method<"GetItem(index as Integer) as PythonEntity", PythonList_GetItem>(),
+    method<"SetItem(index as Integer, value as PythonEntityBase)", PythonList_SetItem>(),
+    method<"AsTuple() as PythonParameters", PythonList_AsTuple>(),
+    method<"Sort()", PythonList_Sort>(),
+    method<"Reverse()", PythonList_Reverse>(),
+};
+
+REALclassDefinition PythonListClass = {
+    .name = "PythonList",
+    .superName = "PythonEntityBase",
+    .constructor = Initializer,
+    .properties = PythonListProperties,
+    .methods = PythonListMethods,
+};
