@@ -1,0 +1,80 @@
+// PythonFunction: anything that can be called, taken out of a module or an instance. It owns a lock
+// on the wrapper that it came from.
+
+#include "objects/objects.h"
+
+REALclassRef PythonFunctionClassRef = nullptr;
+
+extern REALclassDefinition PythonFunctionClass;
+
+namespace {
+
+struct PythonFunctionData {
+  REALobject ownerModule;   // locked once, or nil
+  REALobject ownerInstance; // locked once, or nil
+};
+
+PythonFunctionData &functionData(REALobject self) {
+  return classData<PythonFunctionData>(self, PythonFunctionClass);
+}
+
+// Without parameters the function is called with no arguments; parameters that hold nothing are
+// no call at all.
+REALobject PythonFunction_Invoke(REALobject self, REALobject parameters) {
+  Operation function(objectData(self).held);
+  PyRef arguments = shareHeld(parameters);
+  if (!function || (parameters && !arguments)) {
+    return nullptr;
+  }
+  PyRef result(EPyObject_CallObject(function.get(), arguments.get()));
+  return result ? newResult(std::move(result)) : nullptr;
+}
+
+REALobject PythonFunction_OwnerModule(REALobject self) {
+  REALobject module = functionData(self).ownerModule;
+  ELockObject(module);
+  return module;
+}
+
+void PythonFunction_Destructor(REALobject self) {
+  PythonFunctionData &data = functionData(self);
+  EUnlockObject(data.ownerModule);
+  EUnlockObject(data.ownerInstance);
+}
+
+} // namespace
+
+REALobject newFunction(REALobject self, REALstring name, REALobject ownerModule,
+                       REALobject ownerInstance) {
+  Operation object(objectData(self).held);
+  PyRef found = findAttribute(object, name);
+  if (!found || !EPyCallable_Check(found.get())) {
+    return nullptr;
+  }
+  REALobject function =
+      newNamedObject(PythonFunctionClassRef, "PythonFunction", name, std::move(found));
+  if (function) {
+    ELockObject(ownerModule);
+    ELockObject(ownerInstance);
+    functionData(function) = {ownerModule, ownerInstance};
+  }
+  return function;
+}
+
+static REALproperty PythonFunctionProperties[] = {
+    declare::property<"OwnerModule", "PythonModule", PythonFunction_OwnerModule>(),
+};
+
+static REALmethodDefinition PythonFunctionMethods[] = {
+    declare::method<"Invoke(parameters as PythonParameters) as PythonResult",
+                    PythonFunction_Invoke>(),
+};
+
+REALclassDefinition PythonFunctionClass = {
+    .name = "PythonFunction",
+    .superName = "PythonObject",
+    .dataSize = sizeof(PythonFunctionData),
+    .destructor = PythonFunction_Destructor,
+    .properties = PythonFunctionProperties,
+    .methods = PythonFunctionMethods,
+};

@@ -1,0 +1,66 @@
+// PythonModule: an imported module. Host code gets one from Quillix.GetModule and takes functions
+// and classes out of it.
+
+#include "objects/objects.h"
+
+REALclassRef PythonModuleClassRef = nullptr;
+
+REALobject Python_GetModule(REALstring name) {
+  if (!interpreterRuns()) {
+    return nullptr;
+  }
+  PythonCall call; // importing runs the module
+  PyRef pythonName = newPythonString(name);
+  PyRef module(pythonName ? EPyImport_Import(pythonName.get()) : nullptr);
+  return module ? newNamedObject(PythonModuleClassRef, "PythonModule", name, std::move(module))
+                : nullptr;
+}
+
+namespace {
+
+REALobject PythonModule_GetFunction(REALobject self, REALstring name) {
+  return newFunction(self, name, self, nullptr);
+}
+
+// Whatever is found under the name is taken for a class.
+REALobject PythonModule_GetClass(REALobject self, REALstring name) {
+  Operation module(objectData(self).held);
+  PyRef found = findAttribute(module, name);
+  return found ? newClass(name, std::move(found), self) : nullptr;
+}
+
+// False, with Python's error cleared, leaves the module as it was.
+REALboolean PythonModule_Reload(REALobject self) {
+  HeldObject &held = objectData(self).held;
+  Operation module(held);
+  if (!module) {
+    return false;
+  }
+  PyRef reloaded(EPyImport_ReloadModule(module.get()));
+  if (!reloaded) {
+    EPyErr_Clear();
+    return false;
+  }
+  held.hold(std::move(reloaded));
+  return true;
+}
+
+void PythonModule_Destructor(REALobject) {} // all that a module owns is PythonObject's to release
+
+} // namespace
+
+using declare::method;
+
+static REALmethodDefinition PythonModuleMethods[] = {
+    method<"GetFunction(name as String) as PythonFunction", PythonModule_GetFunction>(),
+    method<"GetClass(name as String) as PythonClass", PythonModule_GetClass>(),
+    QUILLIX_ATTRIBUTE_ROWS,
+    method<"Reload() as Boolean", PythonModule_Reload>(),
+};
+
+REALclassDefinition PythonModuleClass = {
+    .name = "PythonModule",
+    .superName = "PythonObject",
+    .destructor = PythonModule_Destructor,
+    .methods = PythonModuleMethods,
+};

@@ -1,0 +1,60 @@
+// PythonObject: the root of every wrapper that stands for a named Python object. It owns a lock on
+// the name under which the object was obtained and a reference to the object.
+
+#include "objects/objects.h"
+
+void fillObject(REALobject instance, REALstring name, PyRef object) {
+  PythonObjectData &data = objectData(instance);
+  ELockString(name);
+  data.name = name;
+  data.held.hold(std::move(object));
+}
+
+REALobject newNamedObject(REALclassRef &cache, const char *className, REALstring name,
+                          PyRef object) {
+  REALobject instance = REALnewInstanceWithClass(cachedClassRef(cache, className));
+  if (instance) {
+    fillObject(instance, name, std::move(object));
+  }
+  return instance;
+}
+
+PyRef findAttribute(const Operation &object, REALstring name) {
+  const char *attribute = object ? nameOf(name) : nullptr;
+  return PyRef(attribute ? EPyObject_GetAttrString(object.get(), attribute) : nullptr);
+}
+
+REALboolean PythonModule_HasAttribute(REALobject self, REALstring name) {
+  Operation object(objectData(self).held);
+  const char *attribute = object ? nameOf(name) : nullptr;
+  return attribute && EPyObject_HasAttrString(object.get(), attribute);
+}
+
+std::intptr_t PythonModule_DeleteAttribute(REALobject self, REALstring name) {
+  Operation object(objectData(self).held);
+  const char *attribute = object ? nameOf(name) : nullptr;
+  return attribute ? EPyObject_SetAttrString(object.get(), attribute, nullptr) : -1;
+}
+
+static REALstring PythonObject_Name(REALobject self) {
+  REALstring name = objectData(self).name;
+  ELockString(name);
+  return name;
+}
+
+static void PythonObject_Destructor(REALobject self) {
+  PythonObjectData &data = objectData(self);
+  data.held.drop();
+  EUnlockString(data.name);
+}
+
+static REALproperty PythonObjectProperties[] = {
+    declare::property<"Name", "String", PythonObject_Name>(),
+};
+
+REALclassDefinition PythonObjectClass = {
+    .name = "PythonObject",
+    .dataSize = sizeof(PythonObjectData),
+    .destructor = PythonObject_Destructor,
+    .properties = PythonObjectProperties,
+};
