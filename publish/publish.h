@@ -1,0 +1,34 @@
+// What the publishing room shares: the descriptions of host modules and classes, as tables of host
+// functions that Python reads.
+#pragma once
+
+#include "objects/objects.h"
+
+extern REALclassDefinition PythonXojoModuleClass;
+extern REALclassDefinition PythonXojoClassClass;
+
+// The functions of one module or class, in Python's own layout. Python keeps pointers into the
+// table as long as the functions exist there; the names live as long as the table.
+struct FunctionTable {
+  std::uint32_t methodCount;     // slots, fixed by the constructor
+  PyMethodDef *methods;          // methodCount + 1 entries, ended by a null name; null for no slots
+  REALstring *names;             // methodCount strings, each locked once
+  std::uint32_t registeredCount; // filled slots
+};
+
+struct PythonXojoClassData {
+  FunctionTable functions;
+};
+
+struct PythonXojoModuleData {
+  FunctionTable functions;
+  REALobject classes; // an ObjectArray, locked once, or nil
+};
+
+inline PythonXojoClassData &xojoClassData(REALobject self) {
+  return classData<PythonXojoClassData>(self, PythonXojoClassClass);
+}
+
+inline PythonXojoModuleData &xojoModuleData(REALobject self) {
+  return classData<PythonXojoModuleData>(self, PythonXojoModuleClass);
+}

@@ -1,0 +1,87 @@
+// Publishing a described module to the running interpreter: a Python module with the module's host
+// functions and one classic class for each class added to it.
+
+#include "publish/publish.h"
+
+namespace {
+
+PyMethodDef ModuleNoMethods[] = {{nullptr, nullptr, 0, nullptr}};
+
+// Adds one host function to a class as an unbound method. What Python refuses is left out, with its
+// error set.
+void publishMethod(PyObject *pythonClass, PyObject *dict, PyMethodDef &entry) {
+  PyRef function(EPyCFunction_NewEx(&entry, nullptr, nullptr));
+  PyRef method(function ? EPyMethod_New(function.get(), nullptr, pythonClass) : nullptr);
+  if (method) {
+    EPyDict_SetItemString(dict, entry.ml_name, method.get());
+  }
+}
+
+// Adds one class to the module's dictionary, then its methods to the class.
+void publishClass(PyObject *moduleDict, REALobject xojoClass) {
+  REALstring name = objectData(xojoClass).name;
+  const char *attribute = nameOf(name);
+  if (!attribute) {
+    return;
+  }
+  PyRef dict(EPyDict_New());
+  PyRef pythonName(dict ? newPythonString(name) : PyRef());
+  PyRef pythonClass(pythonName ? EPyClass_New(nullptr, dict.get(), pythonName.get()) : nullptr);
+  if (!pythonClass || EPyDict_SetItemString(moduleDict, attribute, pythonClass.get()) != 0) {
+    return;
+  }
+  PyMethodDef *entry = xojoClassData(xojoClass).functions.methods;
+  for (; entry && entry->ml_name; ++entry) {
+    publishMethod(pythonClass.get(), dict.get(), *entry);
+  }
+}
+
+// The count is read again before each class: host code may add one meanwhile.
+void publishClasses(PyObject *module, REALobject classes) {
+  PyObject *moduleDict = EPyModule_GetDict(module); // borrowed
+  if (!moduleDict || !LoadObjectArrayReaders(classes)) {
+    return;
+  }
+  for (std::int32_t i = 0; i < IArray_Count(classes); ++i) {
+    ObjectLock xojoClass = ObjectLock::adopt(IArray_GetAt(classes, i));
+    if (xojoClass.get()) {
+      publishClass(moduleDict, xojoClass.get());
+    }
+  }
+}
+
+// Python will point into the module's tables, so the module is kept until Finalize. False when the
+// host has no list to keep it in.
+bool keepAlive(REALobject xojoModule) {
+  if (!gRegisteredModules) {
+    gRegisteredModules = NewObjectArray();
+  }
+  if (!gRegisteredModules) {
+    return false;
+  }
+  IArray_Append(gRegisteredModules, xojoModule);
+  return true;
+}
+
+} // namespace
+
+// Nothing is published without an interpreter, a module and a name, nor while an error is pending.
+// The module is kept before Python sees it: a publication that fails half-way leaves functions
+// behind too.
+void Python_RegisterXojoModule(REALobject xojoModule) {
+  if (!interpreterRuns() || !xojoModule || EPyErr_Occurred()) {
+    return;
+  }
+  const char *name = nameOf(objectData(xojoModule).name);
+  if (!name || !keepAlive(xojoModule)) {
+    return;
+  }
+  PythonCall call;
+  PythonXojoModuleData &data = xojoModuleData(xojoModule);
+  PyMethodDef *methods = data.functions.registeredCount ? data.functions.methods : ModuleNoMethods;
+  PyObject *module =
+      EPy_InitModule4(name, methods, nullptr, nullptr, PYTHON_API_VERSION); // borrowed
+  if (module && data.classes) {
+    publishClasses(module, data.classes);
+  }
+}
