@@ -1,0 +1,10 @@
+// expect: the property's type does not fit its getter
+#include "plugin/declare.h"
+
+#ifdef CONTROL
+static std::intptr_t count(REALobject) { return 0; }
+#else
+static double count(REALobject) { return 0; }
+#endif
+
+REALproperty row = declare::property<"Count", "Integer", count>();

@@ -1,0 +1,10 @@
+// expect: the declaration is not well formed
+#include "plugin/declare.h"
+
+static void start(REALobject, REALstring) {}
+
+#ifdef CONTROL
+REALmethodDefinition row = declare::method<"Start(name as String)", start>();
+#else
+REALmethodDefinition row = declare::method<"Start(name as String", start>();
+#endif
