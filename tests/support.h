@@ -1,0 +1,96 @@
+// What the tests share: fixtures that load the plug-in and start Python, and a short way to run
+// Python code and look at Python objects from outside the plug-in.
+#pragma once
+
+#include <Python.h>
+
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "host/call.h"
+
+// A function or variable of the Python library that the plug-in opened, by its own name; for what a
+// test needs to see of Python without the plug-in: PY(PyRun_String)(...), *PY(PyExc_TypeError).
+#define QUILLIX_QUOTE(symbol) #symbol
+#define QUILLIX_NAME(symbol) QUILLIX_QUOTE(symbol)
+#define PY(symbol) (reinterpret_cast<decltype(&symbol)>(findPythonSymbol(QUILLIX_NAME(symbol))))
+void *findPythonSymbol(const char *name);
+
+namespace quillix {
+
+inline void init() { host::callShared("Quillix", "Init()"); }
+inline void finalize() { host::callShared("Quillix", "Finalize()"); }
+inline bool errorOccurred() { return host::callShared<bool>("Quillix", "ErrorOccurred() as Boolean"); }
+inline std::string getError() {
+  return host::callShared<std::string>("Quillix", "GetError() as String");
+}
+inline void clearError() { host::callShared("Quillix", "ClearError()"); }
+inline host::Object getModule(std::string_view name) {
+  return host::callShared<host::Object>("Quillix", "GetModule(name as String) as PythonModule",
+                                        name);
+}
+inline host::Object getFunction(const host::Object &owner, std::string_view name) {
+  return owner.call<host::Object>("GetFunction(name as String) as PythonFunction", name);
+}
+inline host::Object invoke(const host::Object &function, const host::Object &parameters = nullptr) {
+  return function.call<host::Object>("Invoke(parameters as PythonParameters) as PythonResult",
+                                     parameters);
+}
+inline host::Object newParameters(int count) {
+  return host::create("PythonParameters", "Constructor(parameterCount as Integer)", count);
+}
+inline host::Object parametersOver(PyObject *tuple) {
+  return host::create("PythonParameters", "Constructor(paramPtr as Ptr)", tuple);
+}
+
+} // namespace quillix
+
+// The name of the pending Python error's class, which is cleared; empty when there is none.
+std::string takeErrorClass();
+
+// Runs statements, or evaluates an expression, in the module __main__. A Python error fails the
+// test, with the traceback on standard error.
+void runPython(const std::string &statements);
+PyObject *evalPython(const std::string &expression); // a new reference
+
+// evalPython, released at the end.
+class Evaluated {
+public:
+  explicit Evaluated(const std::string &expression) : object_(evalPython(expression)) {}
+  ~Evaluated() { Py_XDECREF(object_); }
+  Evaluated(const Evaluated &) = delete;
+  Evaluated &operator=(const Evaluated &) = delete;
+  PyObject *get() const { return object_; }
+  Py_ssize_t references() const { return object_->ob_refcnt; }
+
+private:
+  PyObject *object_;
+};
+
+// A PythonParameters over the tuple that the expression gives: the door for any Python value into
+// the plug-in's hands.
+host::Object tupleOf(const std::string &expression);
+
+// A PythonResult holding what the expression gives.
+host::Object resultOf(const std::string &expression);
+
+// The plug-in is loaded; no interpreter runs. At the end the interpreter is stopped, if it runs,
+// and everything that the host made must be gone.
+class LoadedTest : public ::testing::Test {
+protected:
+  void SetUp() override;
+  void TearDown() override;
+};
+
+// The interpreter runs.
+class RunningTest : public LoadedTest {
+protected:
+  void SetUp() override;
+
+  // Everything printed since the start of the test, when a console was attached with it.
+  void attachConsole();
+  std::vector<std::string> printed;
+};
