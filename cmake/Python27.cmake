@@ -56,6 +56,3 @@ if(NOT QUILLIX_PYTHON_ROOT STREQUAL "/")
     message(WARNING "No libpython2.7.so.1.0 below ${QUILLIX_PYTHON_ROOT}: tests will not find it.")
   endif()
 endif()
-# For ./dev, which runs programs of this build.
-list(JOIN QUILLIX_PYTHON_ENVIRONMENT "\n" environment_lines)
-file(WRITE "${CMAKE_CURRENT_BINARY_DIR}/python.env" "${environment_lines}\n")
