@@ -52,7 +52,7 @@ host::Object resultOf(const std::string &expression) {
 
 void LoadedTest::SetUp() {
   if (host::announcedVersion() == 0) {
-    host::load(host::pluginPath());
+    host::load(host::pluginPath(QUILLIX_PLUGIN_PATH));
   }
   ASSERT_TRUE(host::callShared<bool>("Quillix", "PythonIsFound() as Boolean"));
 }
