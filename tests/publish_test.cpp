@@ -46,8 +46,8 @@ PyObject *countCalls(PyObject *self, PyObject *) {
 
 PyObject *countArguments(PyObject *, PyObject *arguments) {
   host::Object parameters = quillix::parametersOver(arguments);
-  return give(host::create("PythonResult", "Constructor(value as Int32)",
-                           parameters.get<int>("Count")));
+  return give(
+      host::create("PythonResult", "Constructor(value as Int32)", parameters.get<int>("Count")));
 }
 
 PyObject *addIntegers(PyObject *, PyObject *arguments) {
@@ -147,10 +147,11 @@ TEST_F(PublishTest, givesAndTakesNoReferenceTooMany) {
   add(module, "count_arguments", countArguments);
   add(module, "count_calls", countCalls);
   publish(module);
-  runPython("import shop, sys\nitem = object()\nbefore = sys.getrefcount(item), sys.getrefcount(None)\n"
-            "for _ in xrange(1000): assert shop.count_arguments(item, item) == 2; shop.count_calls()\n"
-            "after = sys.getrefcount(item), sys.getrefcount(None)\n"
-            "assert before[0] == after[0] and abs(before[1] - after[1]) < 10, (before, after)");
+  runPython(
+      "import shop, sys\nitem = object()\nbefore = sys.getrefcount(item), sys.getrefcount(None)\n"
+      "for _ in xrange(1000): assert shop.count_arguments(item, item) == 2; shop.count_calls()\n"
+      "after = sys.getrefcount(item), sys.getrefcount(None)\n"
+      "assert before[0] == after[0] and abs(before[1] - after[1]) < 10, (before, after)");
 }
 
 TEST_F(PublishTest, makesClassicClasses) {
@@ -219,7 +220,8 @@ TEST_F(PublishTest, aNilFunctionRaises) {
   host::Object module = describeModule("shop", 1);
   add(module, "missing", nullptr);
   publish(module);
-  runPython("import shop\ntry: shop.missing()\nexcept SystemError: pass\nelse: raise AssertionError");
+  runPython(
+      "import shop\ntry: shop.missing()\nexcept SystemError: pass\nelse: raise AssertionError");
 }
 
 TEST_F(PublishTest, refusesWhatCannotBePublished) {

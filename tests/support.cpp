@@ -45,7 +45,8 @@ host::Object tupleOf(const std::string &expression) {
 
 host::Object resultOf(const std::string &expression) {
   runPython("_call = lambda: (" + expression + ")");
-  host::Object result = quillix::invoke(quillix::getFunction(quillix::getModule("__main__"), "_call"));
+  host::Object result =
+      quillix::invoke(quillix::getFunction(quillix::getModule("__main__"), "_call"));
   runPython("del _call");
   return result;
 }

@@ -23,7 +23,9 @@ namespace quillix {
 
 inline void init() { host::callShared("Quillix", "Init()"); }
 inline void finalize() { host::callShared("Quillix", "Finalize()"); }
-inline bool errorOccurred() { return host::callShared<bool>("Quillix", "ErrorOccurred() as Boolean"); }
+inline bool errorOccurred() {
+  return host::callShared<bool>("Quillix", "ErrorOccurred() as Boolean");
+}
 inline std::string getError() {
   return host::callShared<std::string>("Quillix", "GetError() as String");
 }
