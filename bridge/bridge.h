@@ -202,8 +202,7 @@ struct Truth {
   static bool is(PyObject *) { return true; }
   static Result read(PyObject *object) { return EPyObject_IsTrue(object) != 0; }
   static PyRef make(Param value) {
-    return PyRef::share(
-        reinterpret_cast<PyObject *>(value ? e__Py_TrueStruct : e__Py_ZeroStruct));
+    return PyRef::share(reinterpret_cast<PyObject *>(value ? e__Py_TrueStruct : e__Py_ZeroStruct));
   }
 };
 

@@ -167,8 +167,7 @@ static REALmethodDefinition PythonDictionaryMethods[] = {
     method<"Remove(key as PythonEntityBase)", removeKey<REALobject>>(),
     method<"Contains(key as PythonEntityBase) as Boolean", contains<REALobject>>(),
     method<"GetValue(key as PythonEntityBase) as PythonEntity", getValue<REALobject>>(),
-    method<"SetValue(key as PythonEntityBase, value as PythonEntityBase)",
-           setValue<REALobject>>(),
+    method<"SetValue(key as PythonEntityBase, value as PythonEntityBase)", setValue<REALobject>>(),
     method<"GetKeys() as PythonList", PythonDictionary_GetKeys>(),
     method<"GetValues() as PythonList", PythonDictionary_GetValues>(),
 };

@@ -111,8 +111,7 @@ constexpr auto PythonParameters_IsList = is<as::List>;
 
 // --- Writing. A failure is recorded in LastError; a success leaves it alone. ---
 
-template <class Value>
-void set(REALobject self, std::int32_t index, typename Value::Param value) {
+template <class Value> void set(REALobject self, std::int32_t index, typename Value::Param value) {
   PyObject *tuple = entityHeld(self).borrow();
   if (!tuple) {
     return;

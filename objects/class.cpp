@@ -38,13 +38,12 @@ REALobject PythonClass_CreateInstance(REALobject self) {
   if (!arguments) {
     return nullptr;
   }
-  PyRef object(
-      EPyEval_CallObjectWithKeywords(callable.get(), arguments.get(), nullptr));
+  PyRef object(EPyEval_CallObjectWithKeywords(callable.get(), arguments.get(), nullptr));
   if (!object) {
     return nullptr;
   }
-  REALobject instance = newNamedObject(PythonPythonInstanceClassRef, "PythonInstance", data.name,
-                                       std::move(object));
+  REALobject instance =
+      newNamedObject(PythonPythonInstanceClassRef, "PythonInstance", data.name, std::move(object));
   if (instance) {
     ELockObject(self);
     instanceData(instance).instanceClass = self;

@@ -86,7 +86,8 @@ std::intptr_t PythonModule_DeleteAttribute(REALobject self, REALstring name);
       declare::method<"ObjectField(name as String) as Object", PythonModule_GetObjectField,        \
                       PythonModule_SetObjectField>(),                                              \
       declare::method<"HasAttribute(name as String) as Boolean", PythonModule_HasAttribute>(),     \
-      declare::method<"DeleteAttribute(name as String) as Integer", PythonModule_DeleteAttribute>()
+      declare::method<"DeleteAttribute(name as String) as Integer",                                \
+                      PythonModule_DeleteAttribute>()
 
 // --- Functions ---
 

@@ -83,8 +83,7 @@ bool LoadObjectArrayReaders(REALobject list);
 // --- Shorthands ---
 
 // The class data of one class, by its type.
-template <class Data>
-Data &classData(REALobject instance, const REALclassDefinition &definition) {
+template <class Data> Data &classData(REALobject instance, const REALclassDefinition &definition) {
   return *static_cast<Data *>(REALGetClassData(instance, &definition));
 }
 

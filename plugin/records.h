@@ -10,10 +10,10 @@ struct REALobjectStruct;
 struct REALstringStruct;
 struct REALclassStruct;
 
-using REALobject = REALobjectStruct *;   // reference counted by the host; nil is a valid value
-using REALstring = REALstringStruct *;   // likewise; nil is the empty string
-using REALclassRef = REALclassStruct *;  // names a registered class; never counted
-using REALboolean = unsigned char;       // nonzero is True; the plug-in returns 0 or 1
+using REALobject = REALobjectStruct *;  // reference counted by the host; nil is a valid value
+using REALstring = REALstringStruct *;  // likewise; nil is the empty string
+using REALclassRef = REALclassStruct *; // names a registered class; never counted
+using REALboolean = unsigned char;      // nonzero is True; the plug-in returns 0 or 1
 using HostWord = std::uintptr_t;
 
 // Any C function. A record stores it under this one type; whoever calls it knows, from the

@@ -23,8 +23,7 @@ static REALmethodDefinition QuillixMethods[] = {
     sharedMethod<"ErrorOccurred() as Boolean", Python_ErrorOccurred>(),
     sharedMethod<"GetError() as String", Python_GetError>(),
     sharedMethod<"ClearError()", Python_ClearError>(),
-    sharedMethod<"RegisterXojoModule(xojoModule as PythonXojoModule)",
-                 Python_RegisterXojoModule>(),
+    sharedMethod<"RegisterXojoModule(xojoModule as PythonXojoModule)", Python_RegisterXojoModule>(),
     sharedMethod<"SetError(errorType as Integer, message as String)", Python_SetTypeError>(),
     sharedMethod<"PythonIsFound() as Boolean", Python_IsFound>(),
 };

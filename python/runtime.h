@@ -118,6 +118,6 @@ QUILLIX_EXPORT void initaview();
 
 // --- Declared in the class Quillix, or needed at Finalize, and built in the rooms above ---
 
-REALobject Python_GetModule(REALstring name);            // objects/
-void Python_RegisterXojoModule(REALobject xojoModule);   // publish/
-void ReleaseCapsulesOfStoppedInterpreter();              // bridge/
+REALobject Python_GetModule(REALstring name);          // objects/
+void Python_RegisterXojoModule(REALobject xojoModule); // publish/
+void ReleaseCapsulesOfStoppedInterpreter();            // bridge/
