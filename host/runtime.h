@@ -8,6 +8,10 @@
 #include <string>
 #include <string_view>
 
+#ifndef QUILLIX_PLUGIN_PATH
+#define QUILLIX_PLUGIN_PATH "Quillix.so"
+#endif
+
 namespace host {
 
 // What a plug-in receives as its resolver.
@@ -35,8 +39,9 @@ void refuseCall(std::string_view entryName, int nth);
 // that failed and why.
 void load(const std::string &path);
 
-// The file that the environment variable QUILLIX_PLUGIN_PATH names, or else this one.
-std::string pluginPath(std::string_view otherwise);
+// The file that the environment variable QUILLIX_PLUGIN_PATH names, or else this one: as a rule
+// the plug-in with which the program was built.
+std::string pluginPath(std::string_view otherwise = QUILLIX_PLUGIN_PATH);
 
 // The interface version that the plug-in announced; 0 when none has.
 int announcedVersion();
