@@ -15,6 +15,7 @@ constexpr const char *kHelp =
 Loads the plug-in Quillix into a small stand-in for its host, and uses it.
 
   call FILE.py FUNCTION [ARGUMENT...]   call a Python function and print its result
+  demo [FILE.py]                        use host functions and a host class from Python
   api                                   list the public interface as it was registered
   check                                 say which Python was found, and whether it can be used
 
@@ -64,6 +65,7 @@ int cli::finish(int result) {
 int main(int count, char **words) {
   const Verb verbs[] = {
       {"call", cli::call, cli::kCallHelp},
+      {"demo", cli::demo, cli::kDemoHelp},
       {"api", cli::api, cli::kApiHelp},
       {"check", cli::check, cli::kCheckHelp},
   };
