@@ -24,8 +24,8 @@ template <class Number> std::optional<Number> numberIn(std::string_view text) {
 
 void setArgument(const Object &tuple, int index, std::string_view text) {
   // "inf" is a text, and a whole number too large for the bridge keeps all its digits as one.
-  const bool isNumber = text.find_first_of("0123456789") != text.npos;
-  const bool isReal = isNumber && text.find_first_of(".eE") != text.npos;
+  const bool isNumber = text.find_first_of("0123456789") != std::string_view::npos;
+  const bool isReal = isNumber && text.find_first_of(".eE") != std::string_view::npos;
   if (text.size() >= 2 && text.front() == '"' && text.back() == '"')
     tuple.assign(kStringIndex, index, text.substr(1, text.size() - 2));
   else if (text == "true" || text == "false")

@@ -2,6 +2,7 @@
 #include "host/cli.h"
 #include "python/symbols.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <dlfcn.h>
 #include <filesystem>

@@ -30,8 +30,8 @@ std::size_t printableLength(std::string_view text) {
 
 // In quotes as Python writes them, but with UTF-8 kept.
 std::string quoted(std::string_view text) {
-  const bool hasSingle = text.find('\'') != text.npos;
-  const bool hasDouble = text.find('"') != text.npos;
+  const bool hasSingle = text.find('\'') != std::string_view::npos;
+  const bool hasDouble = text.find('"') != std::string_view::npos;
   const char quote = hasSingle && !hasDouble ? '"' : '\'';
   std::string result(1, quote);
   while (!text.empty()) {
@@ -68,7 +68,7 @@ std::string textOf(double value) {
   const bool isFixed = value == 0 || (size >= 1e-4 && size < 1e16);
   const auto format = isFixed ? std::chars_format::fixed : std::chars_format::scientific;
   std::string result(text, std::to_chars(text, text + sizeof text, value, format).ptr);
-  if (isFixed && result.find('.') == result.npos)
+  if (isFixed && result.find('.') == std::string::npos)
     result += ".0";
   return result;
 }
