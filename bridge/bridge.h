@@ -30,14 +30,27 @@ struct HeldObject {
   // For the destructor of the class that owns this data. Without an interpreter of ours nothing is
   // called and nothing released.
   void drop() {
-    if (gPythonInitialized) {
-      PyRef released(borrow());
+    if (gPythonInitialized && borrow()) {
+      PyRef released(std::exchange(object, nullptr));
     }
   }
 };
 
-// An operation on a held object that may run Python code: it keeps the object alive, whatever that
-// code does to the wrapper, and counts as a call into Python. False when nothing is held.
+// A call into Python with a held object, borrowed, that nothing in this call can replace.
+class Access {
+public:
+  explicit Access(const HeldObject &held) : object_(held.borrow()) {}
+
+  explicit operator bool() const { return object_ != nullptr; }
+  PyObject *get() const { return object_; }
+
+private:
+  PythonCall call_;
+  PyObject *object_;
+};
+
+// The same where the call may run code that replaces it: the object is kept alive, whatever that
+// code does to the wrapper. Both are false when nothing is held.
 class Operation {
 public:
   explicit Operation(const HeldObject &held) : object_(held.share()) {}
@@ -78,12 +91,20 @@ extern REALclassRef PythonDictionaryClassRef;
 extern REALclassRef PythonListClassRef;
 extern REALclassRef PythonResultClassRef;
 
-// Each takes over the reference and returns a new instance whose lock belongs to the caller. Nil
-// when the host makes none; the reference is released then.
-REALobject newEntity(PyRef object);
-REALobject newParameters(PyRef tuple);
-REALobject newDictionary(PyRef dict);
-REALobject newList(PyRef list);
+// A new instance of a value wrapper class, which takes over the reference; its lock belongs to the
+// caller. Nil when the host makes none; the reference is released then.
+REALobject newWrapper(REALclassRef &cache, const char *className, PyRef object);
+
+inline REALobject newEntity(PyRef object) {
+  return newWrapper(PythonEntityClassRef, "PythonEntity", std::move(object));
+}
+inline REALobject newDictionary(PyRef dict) {
+  return newWrapper(PythonDictionaryClassRef, "PythonDictionary", std::move(dict));
+}
+inline REALobject newList(PyRef list) {
+  return newWrapper(PythonListClassRef, "PythonList", std::move(list));
+}
+REALobject newParameters(PyRef tuple); // with no error recorded
 REALobject newResult(PyRef object);
 
 // Put the lazily filled slots and class references of dictionaries and lists in their start state.
@@ -153,6 +174,7 @@ struct AnyInteger {
 // An int both ways.
 struct Int : AnyInteger {
   static bool is(PyObject *object) { return isInt(object); }
+  static Result read(PyObject *object) { return PyInt_AS_LONG(object); } // in range, as tested
   static PyRef make(Param value) { return PyRef(EPyInt_FromLong(value)); }
 };
 

@@ -23,14 +23,16 @@ public:
     return grow();
   }
 
-  // There must be room.
-  void add(PyObject *capsule, REALobject object) {
-    std::size_t i = home(capsule);
-    while (entries_[i].capsule) {
-      i = next(i);
+  // There must be room. Yields the object that was there under the same capsule, or nil: such a
+  // capsule was freed without its destructor, which other code had taken away.
+  REALobject add(PyObject *capsule, REALobject object) {
+    Entry &entry = entries_[position(capsule)];
+    if (!entry.capsule) {
+      ++count_;
     }
-    entries_[i] = {capsule, object};
-    ++count_;
+    REALobject old = entry.object;
+    entry = {capsule, object};
+    return old;
   }
 
   // The capsule's host object, or nil for a capsule that is not here.
@@ -139,7 +141,7 @@ PyRef newCapsuleTakingLock(REALobject object) {
   }
   PyRef capsule(EPyCapsule_New(object, nullptr, Capsule_Destructor));
   if (capsule) {
-    gCapsules.add(capsule.get(), object);
+    EUnlockObject(gCapsules.add(capsule.get(), object));
   }
   return capsule;
 }

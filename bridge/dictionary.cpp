@@ -10,20 +10,11 @@ void PythonDictionary_Init() {
   PythonDictionaryClassRef = nullptr;
 }
 
-REALobject newDictionary(PyRef dict) {
-  REALobject dictionary =
-      REALnewInstanceWithClass(cachedClassRef(PythonDictionaryClassRef, "PythonDictionary"));
-  if (dictionary) {
-    entityHeld(dictionary).hold(std::move(dict));
-  }
-  return dictionary;
-}
-
 namespace {
 
-// The extra slots are filled when a dictionary is first constructed, or first needs them; until the
-// library has them all, every need asks again.
-bool extrasLoaded() {
+// Fills the extra slots when a dictionary is first constructed, or first needs them; as long as the
+// library does not have them all, every need asks again and is refused.
+bool ensureExtras() {
   if (!EPyDict_DelItem) {
     PythonDictionary_LoadAPI();
   }
@@ -31,7 +22,8 @@ bool extrasLoaded() {
 }
 
 void PythonDictionary_Constructor(REALobject self) {
-  extrasLoaded();
+  PythonCall call;
+  ensureExtras();
   if (interpreterRuns()) {
     entityHeld(self).hold(PyRef(EPyDict_New()));
   }
@@ -41,7 +33,10 @@ void PythonDictionary_Destructor(REALobject) {} // the dict is PythonEntityBase'
 
 // --- Keys. Null when there is no key: for the empty String, nil, and a wrapper that is empty. ---
 
-PyRef newKey(REALstring key) { return bytesOf(key).empty() ? PyRef() : newPythonString(key); }
+PyRef newKey(REALstring key) {
+  std::string_view bytes = bytesOf(key);
+  return bytes.empty() ? PyRef() : newPythonString(bytes);
+}
 PyRef newKey(REALobject key) { return shareHeld(key); }
 
 // --- Typed accessors ---
@@ -97,7 +92,7 @@ template <class Key> void setValue(REALobject self, Key wanted, REALobject value
 
 template <class Key> void removeKey(REALobject self, Key wanted) {
   Operation dict(entityHeld(self));
-  PyRef key = dict && extrasLoaded() ? newKey(wanted) : PyRef();
+  PyRef key = dict && ensureExtras() ? newKey(wanted) : PyRef();
   if (key) {
     EPyDict_DelItem(dict.get(), key.get());
   }
@@ -110,6 +105,16 @@ template <class Key> REALboolean contains(REALobject self, Key wanted) {
   return key && EPyDict_Contains(dict.get(), key.get()) != 0;
 }
 
+constexpr auto PythonDictionary_Contains = contains<REALstring>;
+constexpr auto PythonDictionary_GetValue = getValue<REALstring>;
+constexpr auto PythonDictionary_SetValue = setValue<REALstring>;
+constexpr auto PythonDictionary_Remove = removeKey<REALstring>;
+
+constexpr auto PythonDictionary_ContainsEntity = contains<REALobject>;
+constexpr auto PythonDictionary_GetValueByEntity = getValue<REALobject>;
+constexpr auto PythonDictionary_SetValueByEntity = setValue<REALobject>;
+constexpr auto PythonDictionary_RemoveEntity = removeKey<REALobject>;
+
 // --- The whole dict ---
 
 void PythonDictionary_Clear(REALobject self) {
@@ -120,20 +125,18 @@ void PythonDictionary_Clear(REALobject self) {
 }
 
 std::intptr_t PythonDictionary_Count(REALobject self) {
-  PyObject *dict = entityHeld(self).borrow();
-  return dict ? EPyDict_Size(dict) : 0;
+  Access dict(entityHeld(self));
+  return dict ? EPyDict_Size(dict.get()) : 0;
 }
 
 // A new list of the keys or of the values, of its own from then on.
-REALobject PythonDictionary_GetKeys(REALobject self) {
-  PyObject *dict = entityHeld(self).borrow();
-  return dict && extrasLoaded() ? newList(PyRef(EPyDict_Keys(dict))) : nullptr;
+template <PyObject *(*&take)(PyObject *)> REALobject snapshot(REALobject self) {
+  Operation dict(entityHeld(self));
+  return dict && ensureExtras() ? newList(PyRef(take(dict.get()))) : nullptr;
 }
 
-REALobject PythonDictionary_GetValues(REALobject self) {
-  PyObject *dict = entityHeld(self).borrow();
-  return dict && extrasLoaded() ? newList(PyRef(EPyDict_Values(dict))) : nullptr;
-}
+constexpr auto PythonDictionary_GetKeys = snapshot<EPyDict_Keys>;
+constexpr auto PythonDictionary_GetValues = snapshot<EPyDict_Values>;
 
 } // namespace
 
@@ -146,7 +149,7 @@ static REALproperty PythonDictionaryProperties[] = {
 static REALmethodDefinition PythonDictionaryMethods[] = {
     method<"Constructor()", PythonDictionary_Constructor>(),
     method<"Clear()", PythonDictionary_Clear>(),
-    method<"Contains(key as String) as Boolean", contains<REALstring>>(),
+    method<"Contains(key as String) as Boolean", PythonDictionary_Contains>(),
     method<"IntegerValue(key as String) as Integer", PythonDictionary_GetParamInt,
            PythonDictionary_SetParamInt>(),
     method<"Int64Value(key as String) as Int64", PythonDictionary_GetParamInt64,
@@ -161,13 +164,15 @@ static REALmethodDefinition PythonDictionaryMethods[] = {
            PythonDictionary_SetParamBoolean>(),
     method<"ObjectValue(key as String) as Object", PythonDictionary_GetParamObject,
            PythonDictionary_SetParamObject>(),
-    method<"GetValue(key as String) as PythonEntity", getValue<REALstring>>(),
-    method<"SetValue(key as String, value as PythonEntityBase)", setValue<REALstring>>(),
-    method<"Remove(key as String)", removeKey<REALstring>>(),
-    method<"Remove(key as PythonEntityBase)", removeKey<REALobject>>(),
-    method<"Contains(key as PythonEntityBase) as Boolean", contains<REALobject>>(),
-    method<"GetValue(key as PythonEntityBase) as PythonEntity", getValue<REALobject>>(),
-    method<"SetValue(key as PythonEntityBase, value as PythonEntityBase)", setValue<REALobject>>(),
+    method<"GetValue(key as String) as PythonEntity", PythonDictionary_GetValue>(),
+    method<"SetValue(key as String, value as PythonEntityBase)", PythonDictionary_SetValue>(),
+    method<"Remove(key as String)", PythonDictionary_Remove>(),
+    method<"Remove(key as PythonEntityBase)", PythonDictionary_RemoveEntity>(),
+    method<"Contains(key as PythonEntityBase) as Boolean", PythonDictionary_ContainsEntity>(),
+    method<"GetValue(key as PythonEntityBase) as PythonEntity",
+           PythonDictionary_GetValueByEntity>(),
+    method<"SetValue(key as PythonEntityBase, value as PythonEntityBase)",
+           PythonDictionary_SetValueByEntity>(),
     method<"GetKeys() as PythonList", PythonDictionary_GetKeys>(),
     method<"GetValues() as PythonList", PythonDictionary_GetValues>(),
 };

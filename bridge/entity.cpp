@@ -1,24 +1,16 @@
 // PythonEntity: any one Python value, read-only, made by a factory from a host value or found in a
-// container. Integers are longs here: a plain int is not seen as an integer by this class.
+// container. Integers are longs here: an int of 32 bits is not seen as an integer by this class.
 
 #include "bridge/bridge.h"
 
 REALclassRef PythonEntityClassRef = nullptr;
-
-REALobject newEntity(PyRef object) {
-  REALobject entity =
-      REALnewInstanceWithClass(cachedClassRef(PythonEntityClassRef, "PythonEntity"));
-  if (entity) {
-    entityHeld(entity).hold(std::move(object));
-  }
-  return entity;
-}
 
 namespace {
 
 // --- Factories. A value that Python cannot make leaves an entity that holds nothing. ---
 
 template <class Value> REALobject fromValue(typename Value::Param value) {
+  PythonCall call;
   return interpreterRuns() ? newEntity(Value::make(value)) : nullptr;
 }
 
@@ -33,6 +25,7 @@ REALobject PythonEntity_FromObject(REALobject value) {
   if (!value || !interpreterRuns()) {
     return nullptr;
   }
+  PythonCall call;
   PyRef capsule = newCapsule(value);
   return capsule ? newEntity(std::move(capsule)) : nullptr;
 }
@@ -40,7 +33,8 @@ REALobject PythonEntity_FromObject(REALobject value) {
 // --- Reading ---
 
 template <class Value> typename Value::Result get(REALobject self) {
-  return convert<Value>(entityHeld(self).borrow());
+  Access value(entityHeld(self));
+  return convert<Value>(value.get());
 }
 
 constexpr auto PythonEntity_GetInt32 = get<as::Long>;

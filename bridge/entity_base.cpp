@@ -7,6 +7,14 @@ static void PythonEntity_DefaultConstructor(REALobject self) { entityHeld(self) 
 
 static void PythonEntity_Destructor(REALobject self) { entityHeld(self).drop(); }
 
+REALobject newWrapper(REALclassRef &cache, const char *className, PyRef object) {
+  REALobject instance = REALnewInstanceWithClass(cachedClassRef(cache, className));
+  if (instance) {
+    entityHeld(instance).hold(std::move(object));
+  }
+  return instance;
+}
+
 // An entity that host code makes bare holds nothing.
 void PythonEntity_Constructor(REALobject) {}
 

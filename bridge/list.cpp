@@ -10,14 +10,6 @@ void PythonList_InitAPI() {
   PythonListClassRef = nullptr;
 }
 
-REALobject newList(PyRef list) {
-  REALobject wrapper = REALnewInstanceWithClass(cachedClassRef(PythonListClassRef, "PythonList"));
-  if (wrapper) {
-    entityHeld(wrapper).hold(std::move(list));
-  }
-  return wrapper;
-}
-
 namespace {
 
 // Runs for every new instance, whoever makes it, so that no list meets an empty slot.
@@ -34,6 +26,7 @@ Operation openList(REALobject self) {
 
 // Also the host's Clear: the old list is let go, not emptied, for others may hold it.
 void holdNewList(REALobject self) {
+  PythonCall call;
   if (interpreterRuns() && EPyList_New) {
     entityHeld(self).hold(PyRef(EPyList_New(0)));
   }

@@ -1,8 +1,8 @@
 // PythonParameters: a tuple, read and written by index. The arguments of a call into Python, the
 // arguments that a host function receives, or any tuple found elsewhere.
 //
-// Python lets a tuple be written only while nobody else refers to it, so every tuple that did not
-// come from "Constructor(parameterCount as Integer)" is in effect read-only.
+// Python lets a tuple be written only while nobody else refers to it. One that host code has just
+// made can be; one found elsewhere as a rule cannot.
 
 #include "bridge/bridge.h"
 
@@ -25,15 +25,8 @@ bool inRange(PyObject *tuple, std::int32_t index) {
 }
 
 // Borrowed; null when there is no such item.
-PyObject *itemAt(REALobject self, std::int32_t index) {
-  PyObject *tuple = entityHeld(self).borrow();
-  return tuple && inRange(tuple, index) ? EPyTuple_GetItem(tuple, index) : nullptr;
-}
-
-// The store releases the item that was there, which may run code of its own.
-void storeItem(PyObject *tuple, std::int32_t index, PyRef item) {
-  PythonCall call;
-  EPyTuple_SetItem(tuple, index, item.release()); // stolen, also when refused
+PyObject *itemAt(const Access &tuple, std::int32_t index) {
+  return tuple && inRange(tuple.get(), index) ? EPyTuple_GetItem(tuple.get(), index) : nullptr;
 }
 
 // --- Construction ---
@@ -55,6 +48,7 @@ PyRef newTupleOfNone(std::int32_t count) {
 }
 
 void PythonParameters_Constructor(REALobject self, std::int32_t parameterCount) {
+  PythonCall call;
   if (interpreterRuns()) {
     entityHeld(self).hold(newTupleOfNone(parameterCount));
   }
@@ -74,7 +68,8 @@ void PythonParameters_Destructor(REALobject) {} // the tuple is PythonEntityBase
 // --- Reading ---
 
 template <class Value> typename Value::Result get(REALobject self, std::int32_t index) {
-  return convert<Value>(itemAt(self, index));
+  Access tuple(entityHeld(self));
+  return convert<Value>(itemAt(tuple, index));
 }
 
 constexpr auto PythonParameters_GetParamInt = get<as::Int>;
@@ -89,14 +84,15 @@ constexpr auto PythonParameters_GetParamTuple = get<as::Tuple>;
 constexpr auto PythonParameters_GetParamList = get<as::List>;
 
 std::intptr_t PythonParameters_Count(REALobject self) {
-  PyObject *tuple = entityHeld(self).borrow();
-  return tuple ? EPyTuple_Size(tuple) : 0;
+  Access tuple(entityHeld(self));
+  return tuple ? EPyTuple_Size(tuple.get()) : 0;
 }
 
 // --- Type tests ---
 
 template <class Value> REALboolean is(REALobject self, std::int32_t index) {
-  return passes<Value>(itemAt(self, index));
+  Access tuple(entityHeld(self));
+  return passes<Value>(itemAt(tuple, index));
 }
 
 constexpr auto PythonParameters_IsBoolean = is<as::Boolean>;
@@ -112,11 +108,11 @@ constexpr auto PythonParameters_IsList = is<as::List>;
 // --- Writing. A failure is recorded in LastError; a success leaves it alone. ---
 
 template <class Value> void set(REALobject self, std::int32_t index, typename Value::Param value) {
-  PyObject *tuple = entityHeld(self).borrow();
+  Access tuple(entityHeld(self));
   if (!tuple) {
     return;
   }
-  if (!inRange(tuple, index)) {
+  if (!inRange(tuple.get(), index)) {
     lastError(self) = PY_ERROR_INDEX_OUT_OF_BOUNDS;
     return;
   }
@@ -125,7 +121,7 @@ template <class Value> void set(REALobject self, std::int32_t index, typename Va
     lastError(self) = PY_ERROR_COULD_NOT_CONVERT;
     return;
   }
-  storeItem(tuple, index, std::move(item));
+  EPyTuple_SetItem(tuple.get(), index, item.release()); // stolen, also when refused
 }
 
 constexpr auto PythonParameters_SetParamInt = set<as::Int>;
@@ -138,7 +134,7 @@ constexpr auto PythonParameters_SetParamUInt64 = set<as::UInt64>;
 
 // Stores what the given wrapper holds: one setter for tuples, dictionaries and lists.
 void PythonParameters_SetParamTuple(REALobject self, std::int32_t index, REALobject value) {
-  PyObject *tuple = entityHeld(self).borrow();
+  Access tuple(entityHeld(self));
   if (!tuple) {
     return;
   }
@@ -146,7 +142,7 @@ void PythonParameters_SetParamTuple(REALobject self, std::int32_t index, REALobj
     lastError(self) = PY_NIL_PARAM_ERROR;
     return;
   }
-  if (!inRange(tuple, index)) {
+  if (!inRange(tuple.get(), index)) {
     lastError(self) = PY_ERROR_INDEX_OUT_OF_BOUNDS;
     return;
   }
@@ -155,7 +151,7 @@ void PythonParameters_SetParamTuple(REALobject self, std::int32_t index, REALobj
     lastError(self) = PY_NIL_PARAM_ERROR;
     return;
   }
-  storeItem(tuple, index, std::move(item));
+  EPyTuple_SetItem(tuple.get(), index, item.release()); // stolen, also when refused
 }
 
 constexpr auto PythonParameters_SetParamDictionary = PythonParameters_SetParamTuple;
@@ -170,9 +166,8 @@ void PythonParameters_ClearError(REALobject self) { lastError(self) = PY_NO_ERRO
 
 REALobject newParameters(PyRef tuple) {
   REALobject parameters =
-      REALnewInstanceWithClass(cachedClassRef(PythonParametersClassRef, "PythonParameters"));
+      newWrapper(PythonParametersClassRef, "PythonParameters", std::move(tuple));
   if (parameters) {
-    entityHeld(parameters).hold(std::move(tuple));
     lastError(parameters) = PY_NO_ERROR;
   }
   return parameters;

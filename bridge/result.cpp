@@ -21,6 +21,7 @@ HeldObject &resultHeld(REALobject self) {
 // --- Construction. A value that Python cannot make leaves a result that holds nothing. ---
 
 template <class Value> void construct(REALobject self, typename Value::Param value) {
+  PythonCall call;
   if (interpreterRuns()) {
     resultHeld(self).hold(Value::make(value));
   }
@@ -34,6 +35,7 @@ constexpr auto PythonResult_StringConstructor = construct<as::String>;
 constexpr auto PythonResult_BoolConstructor = construct<as::Boolean>;
 
 void PythonResult_Constructor(REALobject self) {
+  PythonCall call;
   if (interpreterRuns()) {
     resultHeld(self).hold(newNone());
   }
@@ -44,6 +46,7 @@ void PythonResult_ObjectConstructor(REALobject self, REALobject value) {
   if (!interpreterRuns()) {
     return;
   }
+  PythonCall call;
   ELockObject(value);
   PyRef capsule = newCapsuleTakingLock(value);
   if (!capsule) {
@@ -57,7 +60,8 @@ void PythonResult_Destructor(REALobject self) { resultHeld(self).drop(); }
 // --- Reading ---
 
 template <class Value> typename Value::Result get(REALobject self) {
-  return convert<Value>(resultHeld(self).borrow());
+  Access value(resultHeld(self));
+  return convert<Value>(value.get());
 }
 
 constexpr auto PythonResult_GetInt = get<as::IntOrLong>;

@@ -6,7 +6,7 @@
 REALclassRef PythonModuleClassRef = nullptr;
 
 REALobject Python_GetModule(REALstring name) {
-  if (!interpreterRuns()) {
+  if (!interpreterHasModules()) {
     return nullptr;
   }
   PythonCall call; // importing runs the module
@@ -33,7 +33,7 @@ REALobject PythonModule_GetClass(REALobject self, REALstring name) {
 REALboolean PythonModule_Reload(REALobject self) {
   HeldObject &held = objectData(self).held;
   Operation module(held);
-  if (!module) {
+  if (!module || !interpreterHasModules()) {
     return false;
   }
   PyRef reloaded(EPyImport_ReloadModule(module.get()));

@@ -35,8 +35,9 @@ REALclassDefinition *const kClasses[] = {QUILLIX_CLASSES(CLASS_RECORD)};
 
 void SetClassConsoleSafe(REALclassDefinition &definition) { definition.flags |= kConsoleSafe; }
 
-// Every global is set, whatever an earlier load left behind. Python comes before the host's locks,
-// the host's locks before anything that could need them.
+// Puts every global in its start state, whatever an earlier load left behind; only the calls under
+// way and the capsules alive belong to Python, and stay. Python comes first: everything after needs
+// to know whether it is there.
 void PluginEntry() {
   gPythonFound = false;
   PythonDictionary_Init();

@@ -38,14 +38,15 @@ void publishClass(PyObject *moduleDict, REALobject xojoClass) {
 
 // The count is read again before each class: host code may add one meanwhile.
 void publishClasses(PyObject *module, REALobject classes) {
-  PyObject *moduleDict = EPyModule_GetDict(module); // borrowed
+  // Code that runs meanwhile may take the module out of sys.modules.
+  PyRef moduleDict = PyRef::share(EPyModule_GetDict(module));
   if (!moduleDict || !LoadObjectArrayReaders(classes)) {
     return;
   }
   for (std::int32_t i = 0; i < IArray_Count(classes); ++i) {
     ObjectLock xojoClass = ObjectLock::adopt(IArray_GetAt(classes, i));
     if (xojoClass.get()) {
-      publishClass(moduleDict, xojoClass.get());
+      publishClass(moduleDict.get(), xojoClass.get());
     }
   }
 }
@@ -65,11 +66,12 @@ bool keepAlive(REALobject xojoModule) {
 
 } // namespace
 
-// Nothing is published without an interpreter, a module and a name, nor while an error is pending.
+// Nothing is published without an interpreter, a module and a name, nor while an error is pending:
+// Python would refuse to make a new module, and half of one is worse than none.
 // The module is kept before Python sees it: a publication that fails half-way leaves functions
 // behind too.
 void Python_RegisterXojoModule(REALobject xojoModule) {
-  if (!interpreterRuns() || !xojoModule || EPyErr_Occurred()) {
+  if (!interpreterHasModules() || !xojoModule || EPyErr_Occurred()) {
     return;
   }
   const char *name = nameOf(objectData(xojoModule).name);

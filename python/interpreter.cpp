@@ -42,11 +42,6 @@ void PyRef::deallocate(PyObject *object) {
   Py_TYPE(object)->tp_dealloc(object);
 }
 
-PyRef newPythonString(REALstring string) {
-  std::string_view bytes = bytesOf(string);
-  return PyRef(EPyString_FromStringAndSize(bytes.data(), static_cast<Py_ssize_t>(bytes.size())));
-}
-
 void Python_InitWithName(REALstring applicationName) {
   if (gPythonFound) {
     setProgramName(bytesOf(applicationName));
@@ -93,6 +88,7 @@ void Python_AddSearchPath(REALobject folder) {
   if (!interpreterRuns() || !folder || !REALGetPropValueString(folder, "NativePath", &path)) {
     return;
   }
+  PythonCall call;
   if (PyObject *searchPath = EPySys_GetObject(const_cast<char *>("path"))) {
     if (PyRef entry = newPythonString(path)) {
       EPyList_Append(searchPath, entry.get());

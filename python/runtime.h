@@ -17,15 +17,20 @@ extern std::uintptr_t gInterpreter;
 
 inline bool interpreterRuns() { return gInterpreter != kNoInterpreter; }
 
-// True from the end of Init to the end of Finalize. For Init, Finalize and the destructors that
-// release a held object; everything else asks the gate.
+// True from the end of Init to the end of Finalize. Written there and at load, read by the
+// destructors that release a held object; everything else asks the gate.
 extern bool gPythonInitialized;
+
+// Whether modules can be imported, reloaded and made. While the interpreter is being taken apart
+// the gate is open still, for the code that runs then, but Python aborts when it is asked for one.
+inline bool interpreterHasModules() { return interpreterRuns() && EPy_IsInitialized(); }
 
 // How many calls into Python are under way, one inside the other. The interpreter is neither
 // started nor stopped under any of them.
 extern int gPythonCalls;
 
-// Marks a call that may run Python code, and with it host code that Python calls.
+// Marks a call into Python. Nearly all may run Python code, and with it host code that Python calls:
+// making an object may collect garbage, raising an error lets go of the one before.
 class PythonCall {
 public:
   PythonCall() { ++gPythonCalls; }
@@ -73,9 +78,13 @@ private:
 
 // --- Shared makers ---
 
-// A str of exactly the host string's bytes, the empty str for nil. Null with Python's error set
-// when Python makes none.
-PyRef newPythonString(REALstring string);
+// A str of exactly these bytes; null with Python's error set when Python makes none.
+inline PyRef newPythonString(std::string_view bytes) {
+  return PyRef(EPyString_FromStringAndSize(bytes.data(), static_cast<Py_ssize_t>(bytes.size())));
+}
+
+// The same of a host string's bytes; the empty str for nil.
+inline PyRef newPythonString(REALstring string) { return newPythonString(bytesOf(string)); }
 
 // A new reference to None; null with Python's error set when Python fails.
 inline PyRef newNone() { return PyRef(EPy_BuildValue("")); }
