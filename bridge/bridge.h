@@ -36,7 +36,8 @@ struct HeldObject {
   }
 };
 
-// A call into Python with a held object, borrowed, that nothing in this call can replace.
+// A call into Python with a held object, borrowed: for calls that do not touch the object any more
+// once code may have run that replaces it.
 class Access {
 public:
   explicit Access(const HeldObject &held) : object_(held.borrow()) {}
@@ -49,8 +50,8 @@ private:
   PyObject *object_;
 };
 
-// The same where the call may run code that replaces it: the object is kept alive, whatever that
-// code does to the wrapper. Both are false when nothing is held.
+// The same for calls that may: the object is kept alive, whatever that code does to the wrapper.
+// Both are false when nothing is held.
 class Operation {
 public:
   explicit Operation(const HeldObject &held) : object_(held.share()) {}
@@ -163,6 +164,7 @@ REALobject readObject(PyObject *capsule);
 // `Param` is the host's type as a parameter, `Result` as a result.
 namespace as {
 
+// Any object, untested.
 struct AnyInteger {
   using Param = std::int32_t;
   using Result = std::intptr_t;
@@ -205,6 +207,7 @@ struct UInt64 {
   static PyRef make(Param value) { return PyRef(EPyLong_FromUnsignedLongLong(value)); }
 };
 
+// Any object, untested.
 struct AnyDouble {
   using Param = double;
   using Result = double;

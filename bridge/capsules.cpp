@@ -23,16 +23,13 @@ public:
     return grow();
   }
 
-  // There must be room. Yields the object that was there under the same capsule, or nil: such a
-  // capsule was freed without its destructor, which other code had taken away.
-  REALobject add(PyObject *capsule, REALobject object) {
+  // There must be room.
+  void add(PyObject *capsule, REALobject object) {
     Entry &entry = entries_[position(capsule)];
-    if (!entry.capsule) {
+    if (!entry.capsule) { // else other code had taken the destructor from a capsule of that address
       ++count_;
     }
-    REALobject old = entry.object;
     entry = {capsule, object};
-    return old;
   }
 
   // The capsule's host object, or nil for a capsule that is not here.
@@ -141,7 +138,7 @@ PyRef newCapsuleTakingLock(REALobject object) {
   }
   PyRef capsule(EPyCapsule_New(object, nullptr, Capsule_Destructor));
   if (capsule) {
-    EUnlockObject(gCapsules.add(capsule.get(), object));
+    gCapsules.add(capsule.get(), object);
   }
   return capsule;
 }

@@ -3,9 +3,13 @@
 
 #include "bridge/bridge.h"
 
-static void PythonEntity_DefaultConstructor(REALobject self) { entityHeld(self) = {}; }
+namespace {
 
-static void PythonEntity_Destructor(REALobject self) { entityHeld(self).drop(); }
+void PythonEntity_DefaultConstructor(REALobject self) { entityHeld(self) = {}; }
+
+void PythonEntity_Destructor(REALobject self) { entityHeld(self).drop(); }
+
+} // namespace
 
 REALobject newWrapper(REALclassRef &cache, const char *className, PyRef object) {
   REALobject instance = REALnewInstanceWithClass(cachedClassRef(cache, className));

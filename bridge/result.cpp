@@ -41,7 +41,7 @@ void PythonResult_Constructor(REALobject self) {
   }
 }
 
-// The capsule's lock is taken before there is a capsule.
+// Unlike elsewhere, the lock is taken before there is a capsule, and given back if there is none.
 void PythonResult_ObjectConstructor(REALobject self, REALobject value) {
   if (!interpreterRuns()) {
     return;

@@ -29,7 +29,7 @@ REALobject PythonModule_GetClass(REALobject self, REALstring name) {
   return found ? newClass(name, std::move(found), self) : nullptr;
 }
 
-// False, with Python's error cleared, leaves the module as it was.
+// False leaves the module as it was, with Python's error cleared.
 REALboolean PythonModule_Reload(REALobject self) {
   HeldObject &held = objectData(self).held;
   Operation module(held);

@@ -36,17 +36,21 @@ std::intptr_t PythonModule_DeleteAttribute(REALobject self, REALstring name) {
   return attribute ? EPyObject_SetAttrString(object.get(), attribute, nullptr) : -1;
 }
 
-static REALstring PythonObject_Name(REALobject self) {
+namespace {
+
+REALstring PythonObject_Name(REALobject self) {
   REALstring name = objectData(self).name;
   ELockString(name);
   return name;
 }
 
-static void PythonObject_Destructor(REALobject self) {
+void PythonObject_Destructor(REALobject self) {
   PythonObjectData &data = objectData(self);
   data.held.drop();
   EUnlockString(data.name);
 }
+
+} // namespace
 
 static REALproperty PythonObjectProperties[] = {
     declare::property<"Name", "String", PythonObject_Name>(),

@@ -1,7 +1,7 @@
 // Rows of declaration tables, held against the functions behind them by the compiler.
 //
 // A declaration string is what users of the plug-in see; the C++ function is what runs. Each row
-// helper takes both, works out from the string how every parameter and the result cross the
+// function takes both, works out from the string how every parameter and the result cross the
 // boundary, and refuses to compile when the function's type says anything else:
 //
 //   method<"IntegerValue(index as Integer) as Integer", getItem<Integer>, setItem<Integer>>()

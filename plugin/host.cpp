@@ -51,8 +51,12 @@ template <class Counted> void ignore(Counted) {}
 
 template <class Counted> void loadLockSlot(void (*&slot)(Counted), const char *entryName) {
   slot = reinterpret_cast<void (*)(Counted)>(HCallResolver(entryName));
-  if (!slot) {
-    slot = ignore<Counted>;
+}
+
+template <class Counted> void requirePair(void (*&lock)(Counted), void (*&unlock)(Counted)) {
+  if (!lock || !unlock) {
+    lock = ignore<Counted>;
+    unlock = ignore<Counted>;
   }
 }
 
@@ -73,6 +77,8 @@ void LoadEntryPoints() {
   loadLockSlot(EUnlockObject, "REALUnlockObject");
   loadLockSlot(EUnlockString, "REALUnlockString");
   loadLockSlot(ELockString, "REALLockString");
+  requirePair(ELockObject, EUnlockObject);
+  requirePair(ELockString, EUnlockString);
 }
 
 const char *REALGetStringContents(REALstring string, std::int32_t *length) {
@@ -141,13 +147,15 @@ void REALRegisterModule(REALmoduleDefinition *definition) {
   }
 }
 
-REALobject NewObjectArray() {
-  REALobject list = REALnewInstanceWithClass(cachedClassRef(ObjectArrayRef, "ObjectArray"));
-  if (list && !loadArrayMethod(IArray_Append, list, "Append(item as Object)")) {
-    EUnlockObject(list);
-    return nullptr;
+bool AppendToObjectArray(REALobject &list, REALobject item) {
+  if (!list) {
+    list = REALnewInstanceWithClass(cachedClassRef(ObjectArrayRef, "ObjectArray"));
   }
-  return list;
+  if (!list || !loadArrayMethod(IArray_Append, list, "Append(item as Object)")) {
+    return false;
+  }
+  IArray_Append(list, item);
+  return true;
 }
 
 bool LoadObjectArrayReaders(REALobject list) {

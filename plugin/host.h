@@ -6,7 +6,8 @@
 //   - an object or string returned to the host carries one lock for the caller;
 //   - what the host hands over with a lock is unlocked when done with, unless it is stored;
 //   - nil may be locked and unlocked, to no effect.
-// Everything runs on the host's thread.
+// Everything runs on the host's thread; only what Python's own threads print arrives on theirs, one
+// at a time, while the host's thread waits inside Python.
 #pragma once
 
 #include <cstring>
@@ -24,7 +25,8 @@ extern HostResolver gResolver;
 // The resolver's answer, unchanged.
 void *HCallResolver(const char *entryName);
 
-// Fills the four slots below. A host that lacks one of them leaves a slot that does nothing.
+// Fills the four slots below. Where the host lacks one of a pair, both do nothing: better to keep
+// what should go than to let go of what is in use.
 void LoadEntryPoints();
 
 extern void (*ELockObject)(REALobject);
@@ -73,9 +75,9 @@ extern std::int32_t (*IArray_Count)(REALobject list);
 extern REALobject (*IArray_GetAt)(REALobject list, std::int32_t index); // the caller unlocks
 extern REALclassRef ObjectArrayRef;
 
-// A new, empty list whose Append is loaded; the caller owns its lock. Nil when the host cannot
-// make one, or one that cannot be appended to.
-REALobject NewObjectArray();
+// Appends to a list, which is made first where it is nil; whoever owns the reference owns the new
+// list's one lock. False when the host has no such list or it cannot be appended to.
+bool AppendToObjectArray(REALobject &list, REALobject item);
 
 // Loads Count and GetAt from a list at hand; false when the host lacks one.
 bool LoadObjectArrayReaders(REALobject list);
@@ -119,21 +121,24 @@ inline REALstring newString(const char *bytes, std::size_t count) {
   return REALBuildStringWithEncoding(bytes, static_cast<std::int32_t>(count), kEncodingUTF8);
 }
 
-// One lock on a host object, given back at the end.
-class ObjectLock {
+// One lock on a host object or string, given back at the end.
+template <class Counted, void (*&lock)(Counted), void (*&unlock)(Counted)> class HostLock {
 public:
-  static ObjectLock take(REALobject object) {
-    ELockObject(object);
-    return ObjectLock(object);
+  static HostLock take(Counted counted) {
+    lock(counted);
+    return HostLock(counted);
   }
-  static ObjectLock adopt(REALobject locked) { return ObjectLock(locked); }
-  ~ObjectLock() { EUnlockObject(object_); }
-  ObjectLock(const ObjectLock &) = delete;
-  ObjectLock &operator=(const ObjectLock &) = delete;
+  static HostLock adopt(Counted locked) { return HostLock(locked); }
+  ~HostLock() { unlock(counted_); }
+  HostLock(const HostLock &) = delete;
+  HostLock &operator=(const HostLock &) = delete;
 
-  REALobject get() const { return object_; }
+  Counted get() const { return counted_; }
 
 private:
-  explicit ObjectLock(REALobject object) : object_(object) {}
-  REALobject object_;
+  explicit HostLock(Counted counted) : counted_(counted) {}
+  Counted counted_;
 };
+
+using ObjectLock = HostLock<REALobject, ELockObject, EUnlockObject>;
+using StringLock = HostLock<REALstring, ELockString, EUnlockString>;

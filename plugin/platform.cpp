@@ -7,11 +7,7 @@
 #include <cstdio>
 #else
 #include <dlfcn.h>
-#if defined(__APPLE__)
-#include <asl.h>
-#else
 #include <syslog.h>
-#endif
 #endif
 
 namespace platform {
@@ -54,13 +50,7 @@ void *findSymbol(void *library, const char *name) {
 
 void closeLibrary(void *library) { dlclose(library); }
 
-void logMissingLibrary(const char *name) {
-#if defined(__APPLE__)
-  asl_log(nullptr, nullptr, ASL_LEVEL_ERR, "Could not load %s\n", name);
-#else
-  syslog(LOG_ERR, "Could not load %s\n", name);
-#endif
-}
+void logMissingLibrary(const char *name) { syslog(LOG_ERR, "Could not load %s\n", name); }
 
 #endif
 

@@ -94,15 +94,8 @@ void PythonXojoModule_RegisterFunction(REALobject self, REALstring name, void *f
 }
 
 void PythonXojoModule_AddClass(REALobject self, REALobject classToAdd) {
-  REALobject &classes = xojoModuleData(self).classes;
-  if (!classToAdd) {
-    return;
-  }
-  if (!classes) {
-    classes = NewObjectArray();
-  }
-  if (classes) {
-    IArray_Append(classes, classToAdd);
+  if (classToAdd) {
+    AppendToObjectArray(xojoModuleData(self).classes, classToAdd);
   }
 }
 

@@ -51,31 +51,18 @@ void publishClasses(PyObject *module, REALobject classes) {
   }
 }
 
-// Python will point into the module's tables, so the module is kept until Finalize. False when the
-// host has no list to keep it in.
-bool keepAlive(REALobject xojoModule) {
-  if (!gRegisteredModules) {
-    gRegisteredModules = NewObjectArray();
-  }
-  if (!gRegisteredModules) {
-    return false;
-  }
-  IArray_Append(gRegisteredModules, xojoModule);
-  return true;
-}
-
 } // namespace
 
 // Nothing is published without an interpreter, a module and a name, nor while an error is pending:
 // Python would refuse to make a new module, and half of one is worse than none.
-// The module is kept before Python sees it: a publication that fails half-way leaves functions
-// behind too.
+// The module is kept until Finalize, because Python points into its tables, and kept before Python
+// sees it: a publication that fails half-way leaves functions behind too.
 void Python_RegisterXojoModule(REALobject xojoModule) {
   if (!interpreterHasModules() || !xojoModule || EPyErr_Occurred()) {
     return;
   }
   const char *name = nameOf(objectData(xojoModule).name);
-  if (!name || !keepAlive(xojoModule)) {
+  if (!name || !AppendToObjectArray(gRegisteredModules, xojoModule)) {
     return;
   }
   PythonCall call;

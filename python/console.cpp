@@ -48,9 +48,8 @@ PyObject *aview_write(PyObject *, PyObject *arguments) {
     // The handler may choose another console or try to stop the interpreter.
     PythonCall call;
     ObjectLock console = ObjectLock::take(consoleOutputInstance);
-    REALstring output = newString(text, std::strlen(text));
-    OnConsoleOutput(console.get(), output);
-    EUnlockString(output);
+    StringLock output = StringLock::adopt(newString(text, std::strlen(text)));
+    OnConsoleOutput(console.get(), output.get());
   }
   return newNone().release();
 }

@@ -16,7 +16,8 @@ std::uintptr_t gInterpreterCount = 0;
 
 void openGate() { gInterpreter = ++gInterpreterCount; }
 
-// Python keeps the pointer to its program name for good, so every name given stays allocated.
+// Python keeps the pointer to its program name for good, so every name given stays allocated, and
+// reachable, which tells it from a leak.
 struct ProgramName {
   ProgramName *previous;
   char bytes[1]; // as many as the name has, and a NUL
@@ -67,7 +68,11 @@ void Python_Init() {
 }
 
 void Python_Finalize() {
-  if (!gPythonFound || gPythonCalls > 0 || !EPy_IsInitialized()) {
+  if (!gPythonFound || gPythonCalls > 0) {
+    return;
+  }
+  if (!EPy_IsInitialized()) {
+    gInterpreter = kNoInterpreter; // should somebody else have stopped it
     return;
   }
   {
@@ -84,17 +89,17 @@ void Python_Finalize() {
 }
 
 void Python_AddSearchPath(REALobject folder) {
+  PythonCall call; // from the start: reading the property may run host code
   REALstring path = nullptr;
   if (!interpreterRuns() || !folder || !REALGetPropValueString(folder, "NativePath", &path)) {
     return;
   }
-  PythonCall call;
+  StringLock ownedPath = StringLock::adopt(path);
   if (PyObject *searchPath = EPySys_GetObject(const_cast<char *>("path"))) {
     if (PyRef entry = newPythonString(path)) {
       EPyList_Append(searchPath, entry.get());
     }
   }
-  EUnlockString(path);
 }
 
 REALboolean Python_IsFound() { return gPythonFound; }

@@ -37,7 +37,7 @@ extern bool gPythonFound;
 extern void *PythonDLLHandle;
 
 // Opens the Python library, fills the slots and sets gPythonFound. Yields the handle, or null when
-// there is no usable library; then every slot is null.
+// there is no usable library; then no slot keeps an address in one.
 void *LoadPythonLibrary();
 
 // Fill the slots that lists and dictionaries use beside the main ones. All or none: where the
