@@ -1,0 +1,243 @@
+// The plug-in in a host that lacks something, or that refuses to make an instance.
+
+#include "tests/support.h"
+#include "tests/tour.h"
+
+using namespace std::string_view_literals;
+
+namespace {
+
+// Each test loads the plug-in anew, so that it has looked nothing up yet.
+class BindingTest : public RunningTest {
+protected:
+  void SetUp() override { host::unload(); }
+  void TearDown() override {
+    RunningTest::TearDown();
+    host::unload();
+  }
+
+  void loadWithout(std::initializer_list<std::string_view> missing) {
+    host::forgetLookups();
+    for (const std::string_view name : missing)
+      host::withhold(name);
+    RunningTest::SetUp();
+  }
+};
+
+template <class... A>
+host::Object make(const host::Object &object, const char *declaration, const A &...arguments) {
+  return object.call<host::Object>(declaration, arguments...);
+}
+template <class A> host::Object fromValue(const char *factory, const A &value) {
+  return host::callShared<host::Object>("PythonEntity", factory, value);
+}
+template <class A> host::Object fromString(const A &string) {
+  return fromValue("FromString(value as String) as PythonEntity", string);
+}
+host::Object describe(const char *className, const host::String &name) {
+  return host::create(className, "Constructor(name as String, methodCount as UInt32)", name, 0U);
+}
+
+// --- Missing entries: uses of them, which say whether they worked ---
+
+bool carriesText() {
+  const host::Object entity = fromString("a\0\xc3\xa9"sv);
+  return entity && entity.get<std::string>("StringValue") == "a\0\xc3\xa9"sv;
+}
+
+// Adds a class to a module and publishes it; counts the steps that worked.
+int publishClass() {
+  const host::Object module = describe("PythonXojoModule", host::String("shop"));
+  const host::Object added = describe("PythonXojoClass", host::String("Till"));
+  module.call("AddClass(classToAdd as PythonXojoClass)", added);
+  host::callShared("Quillix", "RegisterXojoModule(xojoModule as PythonXojoModule)", module);
+  const host::Object shop = quillix::getModule("shop");
+  const int steps = (added.locks() == 2) + (shop && quillix::getFunction(shop, "Till"));
+  quillix::clearError();
+  return steps;
+}
+bool addsClasses() { return publishClass() >= 1; }
+bool publishesClasses() { return publishClass() == 2; }
+
+bool raisesEvents() {
+  std::string printed;
+  quillix::setConsole(newConsole([&](std::string_view text) { printed += text; }));
+  runPython("import sys\nsys.stdout.write('text')");
+  quillix::setConsole(nullptr);
+  return printed == "text";
+}
+
+bool addsSearchPaths() {
+  host::callShared("Quillix", "AddSearchPath(f as FolderItem)", host::newFolderItem("/nowhere"));
+  const Evaluated added("__import__('sys').path[-1] == '/nowhere'");
+  runPython("import sys\nif sys.path[-1] == '/nowhere': sys.path.pop()");
+  return PY(PyObject_IsTrue)(added.get()) == 1;
+}
+
+struct Entry {
+  const char *name;
+  bool (*works)();
+};
+void PrintTo(const Entry &entry, std::ostream *out) { *out << entry.name; }
+
+const Entry kEntries[] = {{"StringGetCString", carriesText},
+                          {"REALLoadGlobalMethod", carriesText},
+                          {"LenB( s as string ) as integer", carriesText},
+                          {"REALBuildStringWithEncoding", carriesText},
+                          {"pluginObjectType", carriesText},
+                          {"CreateInstance", carriesText},
+                          {"REALLoadObjectMethod", addsClasses},
+                          {"Append(item as Object)", addsClasses},
+                          {"Count() as Integer", publishesClasses},
+                          {"GetAt(n as Integer) as Object", publishesClasses},
+                          {"GetEventInstance", raisesEvents},
+                          {"REALGetPropValueString", addsSearchPaths}};
+
+class MissingEntryTest : public BindingTest, public testing::WithParamInterface<Entry> {};
+INSTANTIATE_TEST_SUITE_P(, MissingEntryTest, testing::ValuesIn(kEntries));
+
+TEST_P(MissingEntryTest, isAskedForUntilItIsThere) {
+  const auto &[name, works] = GetParam();
+  loadWithout({name});
+  for (int round = 0; round < 2; ++round) {
+    const int asked = host::lookups(name);
+    EXPECT_FALSE(works());
+    EXPECT_GT(host::lookups(name), asked);
+  }
+  if (name == "pluginObjectType"sv) {
+    EXPECT_EQ(host::lookups("CreateInstance"), 0) << "asked for an instance of no class";
+  }
+  // Everything else that host code can do is harmless meanwhile.
+  for (const bool nilArguments : {true, false}) {
+    Tour tour(nilArguments);
+    tour.takePointer = [](void *object) { Py_DECREF(static_cast<PyObject *>(object)); };
+    tour.visitClasses();
+    EXPECT_EQ(host::survivors(), "");
+    quillix::init();
+  }
+  const int asked = host::lookups(name);
+  host::restore(name);
+  for (int round = 0; round < 3; ++round)
+    EXPECT_TRUE(works());
+  EXPECT_EQ(host::lookups(name), asked + 1);
+}
+
+TEST_F(BindingTest, registersAsFarAsTheHostLetsIt) {
+  for (const auto missing :
+       {"PluginRegisterClass"sv, "PluginRegisterModule"sv, "RegisterPluginVersion"sv}) {
+    host::forgetLookups();
+    host::withhold(missing);
+    try {
+      host::load(host::pluginPath(QUILLIX_PLUGIN_PATH));
+    } catch (const std::runtime_error &) {
+      EXPECT_EQ(missing, "RegisterPluginVersion") << "on which the stand-in host insists";
+    }
+    EXPECT_EQ(host::lookups(missing), missing == "PluginRegisterClass" ? 15 : 1);
+    EXPECT_EQ(!host::findClass("Quillix"), missing == "PluginRegisterClass");
+    EXPECT_EQ(!host::findModule("PythonErrorTypes"), missing == "PluginRegisterModule");
+    host::restoreAll();
+    host::unload();
+  }
+  loadWithout({});
+}
+
+// Where one of a pair is missing, nothing of that kind is locked, and nothing unlocked.
+TEST_F(BindingTest, locksAndUnlocksOrDoesNeither) {
+  for (const auto missing :
+       {"REALLockObject"sv, "REALUnlockObject"sv, "REALLockString"sv, "REALUnlockString"sv}) {
+    SCOPED_TRACE(missing);
+    loadWithout({missing});
+    {
+      const host::Object console = host::create("QuillixConsoleOutput");
+      quillix::setConsole(console);
+      EXPECT_EQ(console.locks(), missing.ends_with("Object") ? 1U : 2U);
+      quillix::setConsole(nullptr);
+      EXPECT_EQ(console.locks(), 1U);
+      const host::String name("name");
+      host::Object described = describe("PythonXojoClass", name);
+      EXPECT_EQ(name.locks(), missing.ends_with("String") ? 1U : 2U);
+      described = nullptr;
+      EXPECT_EQ(name.locks(), 1U);
+    }
+    TearDown();
+  }
+  loadWithout({});
+}
+
+TEST_F(BindingTest, carriesStringsByteByByte) {
+  loadWithout({"LenB( s as string ) as integer"});
+  EXPECT_EQ(fromString("a\0b"sv).get<std::string>("StringValue"), "a") << "ends as C strings do";
+  host::restoreAll();
+  const host::String strings[] = {host::String(""), host::String::emptyObject(),
+                                  host::String("abc"), host::String("\xc3\xa9"),
+                                  host::String("\0a\0"sv)};
+  for (const host::String &string : strings) {
+    const auto text = fromString(string).get<host::String>("StringValue");
+    EXPECT_EQ(text.text(), string.text());
+    EXPECT_EQ(text.encoding(), text ? 0x08000100U : 0U);
+    EXPECT_EQ(text.locks(), text ? 1U : 0U);
+    EXPECT_EQ(string.locks(), string ? 1U : 0U);
+  }
+}
+
+TEST_F(BindingTest, losesNothingWithARefusedInstance) {
+  loadWithout({});
+  runPython(
+      "class Thing:\n def f(self): pass\n"
+      "token = ('token',)\n"
+      "def give(): return token\n"
+      "watched = [__import__('__main__'), Thing, Thing.__dict__['f'], token, give, 'x', {}, []]");
+  constexpr const char *kTuple = "TupleValue(index as Integer) as PythonParameters";
+  constexpr const char *kDictionary = "DictionaryValue(index as Integer) as PythonDictionary";
+  constexpr const char *kList = "ListValue(index as Integer) as PythonList";
+  const host::Object module = quillix::getModule("__main__");
+  const host::Object thing = quillix::getClass(module, "Thing");
+  const host::Object instance = quillix::createInstance(thing);
+  const host::Object give = quillix::getFunction(module, "give");
+  const host::Object tuple = tupleOf("(token, {'x': token}, [token]) + tuple(watched[-2:])");
+  const host::Object dictionary = make(tuple, kDictionary, 1), list = make(tuple, kList, 2);
+  const host::Object result = resultOf("token"), key = fromString("x"sv);
+  const Evaluated watched("watched");
+
+  const auto census = [&] {
+    std::string counts = host::survivors();
+    for (const host::Object *object : {&module, &thing, &instance, &give, &key})
+      counts += " " + std::to_string(object->locks());
+    for (Py_ssize_t i = 0; i < PyList_GET_SIZE(watched.get()); ++i)
+      counts += " " + std::to_string(PyList_GET_ITEM(watched.get(), i)->ob_refcnt);
+    return counts;
+  };
+  const std::function<host::Object()> makers[] = {
+      [] { return quillix::getModule("__main__"); },
+      [&] { return quillix::getFunction(module, "give"); },
+      [&] { return quillix::getFunction(instance, "f"); },
+      [&] { return quillix::getClass(module, "Thing"); },
+      [&] { return quillix::createInstance(thing); },
+      [&] { return quillix::invoke(give); },
+      [] { return fromString("x"sv); },
+      [&] { return fromValue("FromObject(value as Object) as PythonEntity", key); },
+      [&] { return make(result, "TupleValue() as PythonParameters"); },
+      [&] { return make(tuple, kTuple, 0); },
+      [&] { return make(tuple, kDictionary, 3); },
+      [&] { return make(tuple, kList, 4); },
+      [&] { return make(list, "GetItem(index as Integer) as PythonEntity", 0); },
+      [&] { return make(list, "AsTuple() as PythonParameters"); },
+      [&] { return make(dictionary, "GetValue(key as String) as PythonEntity", "x"); },
+      [&] { return make(dictionary, "GetValue(key as PythonEntityBase) as PythonEntity", key); },
+      [&] { return make(dictionary, "GetKeys() as PythonList"); },
+      [&] { return make(dictionary, "GetValues() as PythonList"); },
+  };
+  for (const auto &maker : makers) {
+    SCOPED_TRACE(&maker - makers);
+    EXPECT_TRUE(maker());
+    const std::string before = census();
+    host::refuseCall("CreateInstance", 1);
+    EXPECT_FALSE(maker());
+    EXPECT_EQ(census(), before);
+    EXPECT_TRUE(maker());
+    EXPECT_EQ(census(), before);
+  }
+  EXPECT_FALSE(quillix::errorOccurred());
+}
+
+} // namespace

@@ -1,0 +1,133 @@
+// What the stand-in host promises to every other test: that it does its part as a plug-in may
+// expect, and that no misuse of it goes unseen.
+
+#include "tests/support.h"
+
+namespace {
+
+// A class and a subclass, registered as a plug-in registers its own.
+std::string gLife;
+
+template <char letter> void mark(REALobject) { gLife += letter; }
+REALboolean judge(REALobject, std::int32_t level, REALobject) {
+  return static_cast<REALboolean>(level);
+}
+
+constexpr const char *kJudge = "Judge(level as Integer, list as ObjectArray) as Boolean";
+constexpr const char *kSaid = "Said(text as String)";
+REALmethodDefinition gMethods[] = {
+    {reinterpret_cast<HostFunction>(judge), nullptr, kJudge, kPublicMember, {}}};
+REALevent gEvents[] = {{kSaid, 0, {}}};
+REALclassDefinition gBase{.name = "Base",
+                          .dataSize = 1,
+                          .constructor = mark<'b'>,
+                          .destructor = mark<'B'>,
+                          .methods = gMethods,
+                          .events = gEvents};
+REALclassDefinition gDerived{.name = "Derived",
+                             .superName = "Base",
+                             .dataSize = sizeof(double),
+                             .constructor = mark<'d'>,
+                             .destructor = mark<'D'>};
+
+class HostTest : public testing::Test {
+protected:
+  void SetUp() override {
+    host::unload();
+    host::registerClass(&gBase);
+    host::registerClass(&gDerived);
+  }
+  void TearDown() override {
+    EXPECT_EQ(host::survivors(), "");
+    host::unload();
+  }
+};
+
+TEST_F(HostTest, laysClassDataOutSuperClassFirst) {
+  gLife.clear();
+  {
+    const host::Object object = host::create("Derived");
+    EXPECT_EQ(object.locks(), 1U);
+    EXPECT_EQ(gLife, "bd");
+    EXPECT_GE(gBase.dataOffset, sizeof(REALobjectStruct));
+    EXPECT_GE(gDerived.dataOffset, gBase.dataOffset + gBase.dataSize);
+    EXPECT_EQ(gDerived.dataOffset % alignof(std::max_align_t), 0U);
+    EXPECT_EQ(host::classData<char>(object.get(), gBase), 0);
+    EXPECT_EQ(host::classData<double>(object.get(), gDerived), 0);
+  }
+  EXPECT_EQ(gLife, "bdDB");
+}
+
+TEST_F(HostTest, findsTheHandlerOfAnEvent) {
+  const auto find =
+      reinterpret_cast<void *(*)(REALobject, HostWord)>(host::resolve("GetEventInstance"));
+  const host::TextHandler ofClass = [](REALobject, REALstring) { gLife += "class"; };
+  const host::TextHandler ofInstance = [](REALobject, REALstring) { gLife += "instance"; };
+  const host::Object one = host::create("Derived"), other = host::create("Derived");
+  EXPECT_EQ(find(one.get(), gEvents[0].key), nullptr);
+  host::implementEvent("Derived", kSaid, ofClass);
+  host::attachHandler(one, kSaid, ofInstance);
+  EXPECT_EQ(find(one.get(), gEvents[0].key), reinterpret_cast<void *>(ofInstance));
+  EXPECT_EQ(find(other.get(), gEvents[0].key), reinterpret_cast<void *>(ofClass));
+}
+
+TEST_F(HostTest, keepsTheItemsOfAnObjectArrayLocked) {
+  const host::Object item = host::create("Base");
+  {
+    const host::Object list = host::create("ObjectArray");
+    list.call("Append(item as Object)", item);
+    list.call("Append(item as Object)", nullptr);
+    EXPECT_EQ(list.call<int>("Count() as Integer"), 2);
+    EXPECT_EQ(item.locks(), 2U);
+    EXPECT_EQ(list.call<host::Object>("GetAt(n as Integer) as Object", 0), item);
+    EXPECT_FALSE(list.call<host::Object>("GetAt(n as Integer) as Object", 1));
+    EXPECT_EQ(item.locks(), 2U);
+  }
+  EXPECT_EQ(item.locks(), 1U);
+}
+
+struct Misuse {
+  const char *message; // a regular expression
+  void (*commit)();
+};
+
+const Misuse kMisuses[] = {
+    {"Unlock.* one unlock too many: the Base ", [] { host::unlock(host::create("Base").get()); }},
+    {"Unlock.* one unlock too many: the string", [] { host::unlock(host::String("s").get()); }},
+    {"use after free: the Base ",
+     [] {
+       const REALobject gone = host::create("Base").get();
+       host::lock(gone);
+     }},
+    {"use after free: the string",
+     [] {
+       const REALstring gone = host::String("s").get();
+       host::contents(gone);
+     }},
+    {"1 object and 1 string alive\n  1 Base\n  string \"s\", 2 locks",
+     [] {
+       const host::Object object = host::create("Base");
+       const host::String string("s"), again = string;
+       host::checkNothingAlive();
+     }},
+    {"Base has no method \"Judge\\(\\)\"", [] { host::create("Base").call("Judge()"); }},
+    {"has no assignable method", [] { host::create("Base").assign(kJudge, 1, nullptr, true); }},
+    {"argument 1 is Double, declared Integer",
+     [] { host::create("Base").call<bool>(kJudge, 1.5, nullptr); }},
+    {"with 1 arguments, declared with 2", [] { host::create("Base").call<bool>(kJudge, 1); }},
+    {"an object of class Base, declared ObjectArray",
+     [] { host::create("Base").call<bool>(kJudge, 1, host::create("Base")); }},
+    {"the result is taken as .*, declared Boolean",
+     [] { host::create("Base").call<double>(kJudge, 1, nullptr); }},
+    {"the result 2 does not fit Boolean",
+     [] { host::create("Base").call<bool>(kJudge, 2, nullptr); }},
+    {"Base is registered twice", [] { host::registerClass(&gBase); }},
+    {"malformed declaration", [] { host::parseDeclaration("Judge(level Integer)"); }},
+};
+
+TEST_F(HostTest, seesMisuse) {
+  for (const Misuse &misuse : kMisuses)
+    EXPECT_DEATH(misuse.commit(), misuse.message);
+}
+
+} // namespace

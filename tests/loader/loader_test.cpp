@@ -1,0 +1,162 @@
+// Loading where there is no Python, or one whose library lacks a symbol. In Python's place are the
+// stubs of stub_python.cpp: a test opens one, and the plug-in finds that one by the library's name.
+
+#include "tests/tour.h"
+
+#include <cstdarg>
+#include <cstdio>
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+
+static std::string gLogged;
+
+static void record(const char *format, std::va_list arguments) {
+  char message[256];
+  std::vsnprintf(message, sizeof message, format, arguments);
+  gLogged += message;
+}
+
+// The system log: the plug-in finds this one before the C library's. A hardened build calls it by
+// the second name.
+extern "C" void syslog(int, const char *format, ...) {
+  std::va_list arguments;
+  va_start(arguments, format);
+  record(format, arguments);
+  va_end(arguments);
+}
+extern "C" void __syslog_chk(int, int, const char *format, ...) {
+  std::va_list arguments;
+  va_start(arguments, format);
+  record(format, arguments);
+  va_end(arguments);
+}
+
+namespace {
+
+constexpr const char *kLibrary = "libpython2.7.so.1.0";
+
+void *openLibrary() { return dlopen(kLibrary, RTLD_LAZY | RTLD_NOLOAD); }
+
+struct Library {
+  std::string_view omitted; // from a library that has all else
+  const char *printed;      // on standard output; what is said about a library refuses it
+  int lookups;              // of the functions that are there, out of 52
+  const char *logged = "";
+};
+void PrintTo(const Library &library, std::ostream *out) { *out << library.omitted; }
+
+constexpr const char *kGroup2 = "Coult not dlsym_errorload symbol _Py_TrueStruct\n";
+const Library kLibraries[] = {{"none", "", 0, "Could not load libpython2.7.so.1.0\n"},
+                              {"Py_Initialize", "Coult not load symbol\n", 0},
+                              {"PyTuple_New", kGroup2, 51},
+                              {"PyDict_SetItem", kGroup2, 51},
+                              {"_Py_TrueStruct", kGroup2, 52},
+                              {"_Py_ZeroStruct", "Coult not load symbol _Py_ZeroStruct\n", 52},
+                              {"PyFloat_Type", "", 52},
+                              {"PyExc_ReferenceError", "", 52},
+                              {"PyList_New", "", 52},
+                              {"PyDict_Keys", "", 52},
+                              {"complete", "", 52}};
+
+class LibraryTest : public testing::TestWithParam<Library> {
+protected:
+  // Nothing is alive, and the next test finds no library open.
+  void TearDown() override {
+    EXPECT_EQ(host::survivors(), "");
+    host::unload();
+    while (void *const library = openLibrary()) {
+      dlclose(library);
+      dlclose(library);
+    }
+  }
+
+  // Opens a stub and loads the plug-in; yields what that writes to standard output.
+  std::string load(std::string_view omitted) {
+    const std::string folder = QUILLIX_STUB_DIR "/" + std::string(omitted);
+    stub = dlopen((folder + "/" + kLibrary).c_str(), RTLD_NOW);
+    if (stub) {
+      lookups = static_cast<int *>(dlsym(stub, "stub_lookups"));
+      calls = static_cast<int *>(dlsym(stub, "stub_calls"));
+      answer = static_cast<void **>(dlsym(stub, "stub_answer"));
+    }
+    gLogged.clear();
+    testing::internal::CaptureStdout();
+    host::load(host::pluginPath(QUILLIX_PLUGIN_PATH));
+    return testing::internal::GetCapturedStdout();
+  }
+
+  // From now on every function of the stub succeeds.
+  void succeed() { *answer = dlsym(stub, "PyDict_Type"); }
+
+  // Stops the interpreter that the stub claims to run.
+  void finalize() {
+    succeed();
+    host::callShared("Quillix", "Finalize()");
+  }
+
+  // An exception class that is missing is not raised. Where one function of a set is missing, none
+  // of the set is called.
+  void useWhatIsThere() {
+    const std::string_view omitted = GetParam().omitted;
+    host::callShared("Quillix", "Init()");
+    *calls = 0;
+    host::callShared("Quillix", "SetError(errorType as Integer, message as String)", 22, "text");
+    EXPECT_EQ(*calls, omitted == "PyExc_ReferenceError" ? 0 : 1);
+    succeed();
+    const host::Object dictionary = host::create("PythonDictionary", "Constructor()");
+    const host::Object keys = dictionary.call<host::Object>("GetKeys() as PythonList");
+    EXPECT_EQ(!keys, omitted == "PyDict_Keys");
+    *calls = 0;
+    if (keys)
+      Tour(false).visit(keys);
+    else
+      dictionary.call("Remove(key as String)", "key");
+    EXPECT_EQ(*calls == 0, omitted == "PyDict_Keys" || omitted == "PyList_New");
+  }
+
+  void *stub = nullptr;
+  int *lookups = nullptr; // of functions in the stub
+  int *calls = nullptr;
+  void **answer = nullptr;
+};
+
+INSTANTIATE_TEST_SUITE_P(, LibraryTest, testing::ValuesIn(kLibraries));
+
+TEST_P(LibraryTest, isUsedOrClosed) {
+  const auto &[omitted, printed, lookupsAtLoad, logged] = GetParam();
+  const std::size_t builtins = host::classes().size();
+  EXPECT_EQ(load(omitted), printed);
+  EXPECT_EQ(gLogged, logged);
+  const bool found = !*printed && !*logged;
+  EXPECT_EQ(host::callShared<bool>("Quillix", "PythonIsFound() as Boolean"), found);
+  EXPECT_EQ(host::classes().size(), builtins + 15);
+  EXPECT_EQ(host::modules().size(), 1U);
+  EXPECT_EQ(lookups ? *lookups : 0, lookupsAtLoad);
+
+  // Host code that uses everything all the same gets nothing from it: without an interpreter, and
+  // in one where everything fails, if the library is usable.
+  Tour first(false);
+  first.visitClasses();
+  constexpr const char *kDelete = "DeleteAttribute(name as String) as Integer"; // fails with -1
+  std::vector<std::string> answers = {kDelete, kDelete, "Name", "Name"};
+  if (found)
+    answers.push_back("PythonIsFound() as Boolean");
+  EXPECT_EQ(first.answers, answers);
+  for (const bool nilArguments : {true, false}) {
+    host::callShared("Quillix", "Init()");
+    Tour(nilArguments).visitClasses();
+  }
+  if (!stub)
+    return;
+
+  if (!found || omitted == "complete") {
+    EXPECT_EQ(*lookups, lookupsAtLoad + (found ? 8 + 3 : 0)) << "lists and dictionaries, once";
+  }
+  if (found)
+    useWhatIsThere();
+  finalize();
+  dlclose(stub);
+  EXPECT_EQ(openLibrary() != nullptr, found);
+}
+
+} // namespace
