@@ -1,0 +1,181 @@
+// PythonDictionary: a dict, read and written by String keys or by any Python value as a key.
+
+#include "tests/wrappers.h"
+
+namespace {
+
+using host::Object;
+using DictionaryTest = WrapperTest;
+
+// The operations that take either kind of key, by the type of the key.
+template <class Key> const char *by(const char *name, const char *entity) {
+  return std::is_same_v<Key, Object> ? entity : name;
+}
+template <class Key> bool contains(const Object &d, const Key &key) {
+  return d.call<bool>(
+      by<Key>("Contains(key as String) as Boolean", "Contains(key as PythonEntityBase) as Boolean"),
+      key);
+}
+template <class Key> Object getValue(const Object &d, const Key &key) {
+  return d.call<Object>(by<Key>("GetValue(key as String) as PythonEntity",
+                                "GetValue(key as PythonEntityBase) as PythonEntity"),
+                        key);
+}
+template <class Key> void setValue(const Object &d, const Key &key, const Object &value) {
+  d.call(by<Key>("SetValue(key as String, value as PythonEntityBase)",
+                 "SetValue(key as PythonEntityBase, value as PythonEntityBase)"),
+         key, value);
+}
+template <class Key> void removeKey(const Object &d, const Key &key) {
+  d.call(by<Key>("Remove(key as String)", "Remove(key as PythonEntityBase)"), key);
+}
+Object keysOf(const Object &d) { return d.call<Object>("GetKeys() as PythonList"); }
+Object valuesOf(const Object &d) { return d.call<Object>("GetValues() as PythonList"); }
+
+// No dictionary or list was constructed before, so nothing has looked these functions up yet.
+TEST_F(DictionaryTest, worksBeforeAnyWasConstructed) {
+  runPython("shared = {'a': 1, 'b': 2}");
+  const Object d = dictionaryOf("shared"), keys = keysOf(d), values = valuesOf(d);
+  EXPECT_EQ(reprOf(keys) + reprOf(values), "['a', 'b'][1, 2]");
+  removeKey(d, "a");
+  EXPECT_EQ(reprOf(d), "{'b': 2}");
+  keys.call("Reverse()");
+  d.call("Clear()"); // in place
+  EXPECT_EQ(reprOf(Evaluated("shared").get()), "{}");
+  EXPECT_EQ(reprOf(keys) + reprOf(values), "['b', 'a'][1, 2]");
+}
+
+TEST_F(DictionaryTest, keysAreTheBytesOfTheString) {
+  const Object d = newDictionary();
+  const std::string keys[] = {"a", {"a\0", 2}, {"a\0b", 3}, "\xc3\xa9", "\xe9"};
+  for (int i = 0; i < 5; ++i)
+    put(d, keys[i], i);
+  for (int i = 0; i < 5; ++i) {
+    EXPECT_EQ(d.get<int>("Count"), 5 - i);
+    EXPECT_EQ(get<int>(d, keys[i]), i);
+    EXPECT_EQ(reprOf(getValue(d, keys[i])), std::to_string(i));
+    EXPECT_TRUE(contains(d, keys[i]));
+    removeKey(d, keys[i]);
+    EXPECT_FALSE(contains(d, keys[i]));
+  }
+}
+
+TEST_F(DictionaryTest, theEmptyStringIsNoKey) {
+  const Object d = dictionaryOf("{'': 5}");
+  for (const host::String &key : {host::String(), host::String::emptyObject()}) {
+    EXPECT_EQ(view(d, key), "");
+    EXPECT_LEAVES("", EXPECT_FALSE(contains(d, key)));
+    EXPECT_LEAVES("", EXPECT_EQ(getValue(d, key), nullptr));
+    EXPECT_LEAVES("", put(d, key, "text"));
+    EXPECT_LEAVES("", put(d, key, Object()));
+    EXPECT_LEAVES("", setValue(d, key, newEntity(6)));
+    EXPECT_LEAVES("", removeKey(d, key));
+  }
+  EXPECT_EQ(reprOf(d), "{'': 5}");
+}
+
+TEST_F(DictionaryTest, whatFailsChangesNothing) {
+  const Object d = dictionaryOf("{'key': 5, 7: 'seven', (1,): 'tuple'}");
+  const std::string before = reprOf(d);
+  const Object seven = newEntity(7), missing = newEntity(99), unhashable = newList();
+  EXPECT_EQ(view(d, "none"), "");
+  EXPECT_LEAVES("", EXPECT_EQ(getValue(d, "none"), nullptr));
+  EXPECT_LEAVES("", EXPECT_EQ(getValue(d, missing), nullptr));
+  EXPECT_LEAVES("", EXPECT_FALSE(contains(d, "none") || contains(d, missing)));
+  EXPECT_LEAVES("KeyError", removeKey(d, "none"));
+  EXPECT_LEAVES("KeyError", removeKey(d, missing));
+  EXPECT_LEAVES("ValueError", put(d, "key", Object()));
+  EXPECT_LEAVES("TypeError", EXPECT_TRUE(contains(d, unhashable)));
+  EXPECT_LEAVES("TypeError", setValue(d, unhashable, seven));
+  EXPECT_LEAVES("TypeError", removeKey(d, unhashable));
+  EXPECT_EQ(getValue(d, unhashable), nullptr);
+  EXPECT_EQ(takeErrorClass(), "");
+  PY(PyErr_SetString)(*PY(PyExc_IndexError), "pending");
+  EXPECT_EQ(getValue(d, unhashable), nullptr); // Python forgets what was pending
+  EXPECT_EQ(takeErrorClass(), "");
+  for (const Object &empty : {Object(), host::create("PythonEntity"), host::create("PythonList")}) {
+    EXPECT_LEAVES("", EXPECT_FALSE(contains(d, empty)));
+    EXPECT_LEAVES("", EXPECT_EQ(getValue(d, empty), nullptr));
+    EXPECT_LEAVES("", setValue(d, empty, seven));
+    EXPECT_LEAVES("", setValue(d, seven, empty));
+    EXPECT_LEAVES("", setValue(d, "key", empty));
+    EXPECT_LEAVES("", removeKey(d, empty));
+  }
+  EXPECT_EQ(reprOf(d), before);
+
+  // What succeeds leaves the error state alone, too.
+  const Object tuple = tupleOf("(1,)");
+  EXPECT_LEAVES("", EXPECT_EQ(get<std::string>(d, "key"), ""));
+  EXPECT_LEAVES("", EXPECT_TRUE(contains(d, tuple) && getValue(d, seven)));
+  EXPECT_LEAVES("", setValue(d, seven, missing); removeKey(d, seven); keysOf(d); d.call("Clear()"));
+}
+
+TEST_F(DictionaryTest, everyKeyValueAndDictIsReleasedOnce) {
+  const Evaluated shared("{}");
+  letPythonSee("shared", shared.get());
+  const Object d = dictionaryOf("shared"), tuple = tupleOf("value");
+  EXPECT_EQ(shared.references(), 3);
+  setValue(d, "a long key", tuple);
+  setValue(d, tuple, tuple);
+  EXPECT_TRUE(contains(d, "a long key") && contains(d, tuple));
+  EXPECT_TRUE(getValue(d, "a long key") && getValue(d, tuple));
+  view(d, "a long key");
+  host::refuseCall("CreateInstance", 1);
+  EXPECT_EQ(getValue(d, "a long key"), nullptr);
+  for (const auto &listOfAll : {keysOf, valuesOf}) {
+    EXPECT_EQ(heldBy(listOfAll(d))->ob_refcnt, 1);
+    host::refuseCall("CreateInstance", 1);
+    EXPECT_EQ(listOfAll(d), nullptr);
+  }
+  EXPECT_EQ(references(), 4); // two values, a key, and the wrapper
+  removeKey(d, tuple);
+  put(d, "a long key", 5);
+  EXPECT_EQ(references(), 1);
+  EXPECT_EQ(PY(PyList_GetItem)(heldBy(keysOf(d)), 0)->ob_refcnt, 2); // in the dict and the list
+  d.call("Constructor()"); // anew: the old dict is let go as it is
+  EXPECT_EQ(shared.references(), 2);
+  EXPECT_EQ(reprOf(shared.get()), "{'a long key': 5}");
+}
+
+constexpr const char *kTalkativeClasses = R"(
+class Key(object):
+  def __hash__(self): return host.call() or hash('key')
+  def __eq__(self, other): return host.call() is None
+class Last(object):
+  def __del__(self): host.call())";
+
+TEST_F(DictionaryTest, aKeyOrValueMayCallHostCode) {
+  runPython(kTalkativeClasses);
+  const auto key = [] { return entityOf("Key()"); };
+  expectReentrant([] { return dictionaryOf("{Key(): Last(), 'other': value}"); },
+                  {[](auto &d) { get<std::string>(d, "key"); }, [](auto &d) { put(d, "key", 5); },
+                   [](auto &d) { contains(d, "key"); }, [](auto &d) { getValue(d, "key"); },
+                   [](auto &d) { setValue(d, "key", newEntity(5)); },
+                   [](auto &d) { removeKey(d, "key"); }, [&](auto &d) { contains(d, key()); },
+                   [&](auto &d) { getValue(d, key()); },
+                   [&](auto &d) { setValue(d, key(), entityOf("value")); },
+                   [&](auto &d) { removeKey(d, key()); }, [](auto &d) { d.call("Clear()"); },
+                   [](auto &d) { d.call("Constructor()"); }});
+}
+
+TEST_F(DictionaryTest, whatTheArgumentsHoldMayBeReplacedMeanwhile) {
+  runPython(kTalkativeClasses);
+  const Object d = newDictionary();
+  Object key, value;
+  letPythonCall([&] {
+    key.call("Constructor(parameterCount as Integer)", 1);
+    value.call("Clear()");
+  });
+  const std::function<void()> operations[] = {
+      [&] { setValue(d, key, value); }, [&] { EXPECT_TRUE(contains(d, key)); },
+      [&] { EXPECT_EQ(reprOf(getValue(d, key)), "[(1, 2)]"); }, [&] { removeKey(d, key); }};
+  for (const auto &operation : operations) {
+    key = tupleOf("(Key(), value)");
+    value = listOf("[value]");
+    operation();
+    EXPECT_EQ(reprOf(key) + reprOf(value), "(None,)[]");
+  }
+  EXPECT_EQ(reprOf(d) + takeErrorClass(), "{}");
+}
+
+} // namespace

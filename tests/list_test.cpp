@@ -1,0 +1,146 @@
+// PythonList: a list, changed in place or swapped for a new one by Clear.
+
+#include "tests/wrappers.h"
+
+#include <climits>
+
+namespace {
+
+using host::Object;
+using ListTest = WrapperTest;
+
+void insert(const Object &list, int index, const Object &value) {
+  list.call("Insert(index as Integer, value as PythonEntityBase)", index, value);
+}
+Object getItem(const Object &list, int index) {
+  return list.call<Object>("GetItem(index as Integer) as PythonEntity", index);
+}
+void setItem(const Object &list, int index, const Object &value) {
+  list.call("SetItem(index as Integer, value as PythonEntityBase)", index, value);
+}
+Object asTuple(const Object &list) { return list.call<Object>("AsTuple() as PythonParameters"); }
+
+TEST_F(ListTest, growsAndIsPutInOrder) {
+  const Object list = newList();
+  EXPECT_EQ(reprOf(list), "[]");
+  for (const int value : {3, 1, 2})
+    append(list, newEntity(value));
+  append(list, list); // it may hold itself
+  EXPECT_EQ(reprOf(list), "[3L, 1L, 2L, [...]]");
+  setItem(list, 3, newEntity(0));
+  list.call("Sort()");
+  EXPECT_EQ(reprOf(list), "[0L, 1L, 2L, 3L]");
+  list.call("Reverse()");
+  EXPECT_EQ(reprOf(list), "[3L, 2L, 1L, 0L]");
+  EXPECT_EQ(list.get<int>("Count"), 4);
+  EXPECT_EQ(getItem(list, 1).get<int>("Int32Value"), 2);
+}
+
+TEST_F(ListTest, pythonPlacesWhatIsInserted) {
+  const std::pair<int, const char *> rows[] = {{-1, "[1, 2, 9L, 3]"},   {100, "[1, 2, 3, 9L]"},
+                                               {-100, "[9L, 1, 2, 3]"}, {1, "[1, 9L, 2, 3]"},
+                                               {3, "[1, 2, 3, 9L]"},    {INT_MIN, "[9L, 1, 2, 3]"}};
+  for (const auto &[index, repr] : rows) {
+    const Object list = listOf("[1, 2, 3]");
+    insert(list, index, newEntity(9));
+    EXPECT_EQ(reprOf(list), repr);
+  }
+}
+
+TEST_F(ListTest, whatFailsChangesNothing) {
+  const Object list = listOf("[1, 2, 3]"), value = newEntity(1000), nil;
+  const Object empty = host::create("PythonEntity", "Constructor()");
+  EXPECT_LEAVES("", append(list, nil));
+  EXPECT_LEAVES("", insert(list, 0, nil));
+  EXPECT_LEAVES("", setItem(list, 0, nil));
+  EXPECT_LEAVES("", setItem(list, 0, empty));
+  EXPECT_LEAVES("SystemError", append(list, empty));
+  EXPECT_LEAVES("SystemError", insert(list, 0, empty));
+  for (const int index : {-1, 3, INT_MIN, INT_MAX}) {
+    EXPECT_LEAVES("IndexError", EXPECT_EQ(getItem(list, index), nullptr));
+    EXPECT_LEAVES("IndexError", setItem(list, index, value));
+  }
+  EXPECT_EQ(reprOf(list), "[1, 2, 3]");
+  EXPECT_EQ(heldBy(value)->ob_refcnt, 1);
+  runPython("class Odd(object):\n  def __lt__(self, other): raise ArithmeticError");
+  listOf("[Odd(), Odd()]").call("Sort()");
+  EXPECT_EQ(takeErrorClass(), "ArithmeticError");
+
+  const Object bare = host::create("PythonList"); // holds no list
+  EXPECT_LEAVES("", append(bare, value); insert(bare, 0, value); setItem(bare, 0, value));
+  EXPECT_LEAVES("", EXPECT_TRUE(!getItem(bare, 0) && !asTuple(bare)));
+  EXPECT_LEAVES("", bare.call("Sort()"); bare.call("Reverse()"));
+  EXPECT_EQ(bare.get<int>("Count"), 0);
+  EXPECT_EQ(heldBy(value)->ob_refcnt, 1);
+}
+
+TEST_F(ListTest, everyItemAndListIsReleasedOnce) {
+  const Evaluated shared("[]");
+  letPythonSee("shared", shared.get());
+  const Object list = listOf("shared"), item = entityOf("value");
+  EXPECT_EQ(shared.references(), 3);
+  append(list, item);
+  insert(list, 0, item);
+  setItem(list, 1, item); // over itself
+  setItem(list, 5, item);
+  quillix::clearError();
+  EXPECT_TRUE(getItem(list, 0));
+  host::refuseCall("CreateInstance", 1);
+  EXPECT_EQ(getItem(list, 0), nullptr);
+  host::refuseCall("CreateInstance", 1);
+  EXPECT_EQ(asTuple(list), nullptr);
+  EXPECT_EQ(references(), 3); // two items and the entity
+
+  const Object tuple = asTuple(list);
+  EXPECT_EQ(tuple.get<int>("LastError"), 0);
+  EXPECT_LEAVES("", put(tuple, 0, 9)); // a copy that nobody else refers to
+  EXPECT_EQ(reprOf(tuple), "(9, (1, 2))");
+  setItem(list, 0, newEntity(5));
+  EXPECT_EQ(references(), 3);
+  list.call("Clear()"); // takes a new list and lets the old one go as it is
+  EXPECT_EQ(reprOf(shared.get()), "[5L, (1, 2)]");
+  EXPECT_EQ(shared.references(), 2);
+  list.call("Constructor()"); // the same
+  EXPECT_EQ(heldBy(list)->ob_refcnt, 1);
+}
+
+TEST_F(ListTest, anItemMayCallHostCode) {
+  runPython("class Item(object):\n"
+            "  def __lt__(self, other): return host.call() is self\n"
+            "  def __del__(self): host.call()");
+  expectReentrant([] { return listOf("[Item(), Item(), value]"); },
+                  {[](auto &list) { list.call("Sort()"); },
+                   [](auto &list) { list.call("Clear()"); },
+                   [](auto &list) { list.call("Constructor()"); },
+                   [](auto &list) { setItem(list, 0, newEntity(5)); }});
+}
+
+// Making a container may collect garbage, and with it run a weak reference's callback. The
+// containers that Python keeps for later use are used up first.
+TEST_F(ListTest, aCollectionMayCallHostCode) {
+  runPython("import gc, weakref\n"
+            "class Cycle(object): pass\n"
+            "def litter():\n"
+            "  global callback, hoard\n"
+            "  gc.disable(); hoard = None\n"
+            "  cycle = Cycle(); cycle.me = cycle\n"
+            "  callback = weakref.ref(cycle, lambda ref: host.call())\n"
+            "  hoard = [[] for i in xrange(100)], [{} for i in xrange(100)]\n"
+            "  gc.set_threshold(1)\n"
+            "  gc.enable()");
+  const Evaluated litter("litter");
+  const auto littered = [&](const Object &wrapper) {
+    Py_XDECREF(PY(PyObject_CallObject)(litter.get(), nullptr));
+    return wrapper;
+  };
+  const auto construct = [](auto &wrapper) { wrapper.call("Constructor()"); };
+  expectReentrant([&] { return littered(listOf("[value] * 30")); },
+                  {asTuple, construct, [](auto &list) { list.call("Clear()"); }});
+  expectReentrant([&] { return littered(dictionaryOf("{'key': value}")); },
+                  {construct, [](auto &d) { d.template call<Object>("GetKeys() as PythonList"); },
+                   [](auto &d) { d.template call<Object>("GetValues() as PythonList"); }});
+  expectReentrant([&] { return littered(tupleOf("(value,)")); },
+                  {[](auto &p) { p.call("Constructor(parameterCount as Integer)", 30); }});
+}
+
+} // namespace
