@@ -1,5 +1,8 @@
 #include "tests/support.h"
 
+#include <filesystem>
+#include <fstream>
+
 void *findPythonSymbol(const char *name) {
   void *symbol = dlsym(RTLD_DEFAULT, name);
   EXPECT_NE(symbol, nullptr) << name;
@@ -51,6 +54,26 @@ host::Object resultOf(const std::string &expression) {
   return result;
 }
 
+host::Object newConsole(std::function<void(std::string_view)> handler) {
+  host::Object console = host::create("QuillixConsoleOutput");
+  host::onConsoleOutput(console, std::move(handler));
+  return console;
+}
+
+ModuleFolder::ModuleFolder()
+    : path_((std::filesystem::temp_directory_path() / "quillix-XXXXXX").string()) {
+  EXPECT_NE(mkdtemp(path_.data()), nullptr) << path_;
+  host::callShared("Quillix", "AddSearchPath(f as FolderItem)", host::newFolderItem(path_));
+}
+
+ModuleFolder::~ModuleFolder() { std::filesystem::remove_all(path_); }
+
+// A compiled module beside it would hide a second version from the same second.
+void ModuleFolder::write(const std::string &module, const std::string &source) const {
+  std::filesystem::remove(path_ + "/" + module + ".pyc");
+  std::ofstream(path_ + "/" + module + ".py") << source << '\n';
+}
+
 void LoadedTest::SetUp() {
   if (host::announcedVersion() == 0) {
     host::load(host::pluginPath(QUILLIX_PLUGIN_PATH));
@@ -61,7 +84,8 @@ void LoadedTest::SetUp() {
 void LoadedTest::TearDown() {
   host::restoreAll();
   quillix::finalize();
-  host::callShared("Quillix", "SetConsoleOutput(output as QuillixConsoleOutput)", nullptr);
+  EXPECT_FALSE(PY(Py_IsInitialized)()) << "a call into Python counts as under way";
+  quillix::setConsole(nullptr);
   EXPECT_EQ(host::survivors(), "");
 }
 
@@ -71,7 +95,5 @@ void RunningTest::SetUp() {
 }
 
 void RunningTest::attachConsole() {
-  host::Object console = host::create("QuillixConsoleOutput");
-  host::onConsoleOutput(console, [this](std::string_view text) { printed.emplace_back(text); });
-  host::callShared("Quillix", "SetConsoleOutput(output as QuillixConsoleOutput)", console);
+  quillix::setConsole(newConsole([this](std::string_view text) { printed.emplace_back(text); }));
 }

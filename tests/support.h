@@ -7,6 +7,7 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -29,6 +30,9 @@ inline bool errorOccurred() {
 inline std::string getError() {
   return host::callShared<std::string>("Quillix", "GetError() as String");
 }
+template <class Text> void setError(int type, const Text &message) {
+  host::callShared("Quillix", "SetError(errorType as Integer, message as String)", type, message);
+}
 inline void clearError() { host::callShared("Quillix", "ClearError()"); }
 inline host::Object getModule(std::string_view name) {
   return host::callShared<host::Object>("Quillix", "GetModule(name as String) as PythonModule",
@@ -40,6 +44,15 @@ inline host::Object getFunction(const host::Object &owner, std::string_view name
 inline host::Object invoke(const host::Object &function, const host::Object &parameters = nullptr) {
   return function.call<host::Object>("Invoke(parameters as PythonParameters) as PythonResult",
                                      parameters);
+}
+inline host::Object getClass(const host::Object &module, std::string_view name) {
+  return module.call<host::Object>("GetClass(name as String) as PythonClass", name);
+}
+inline host::Object createInstance(const host::Object &pythonClass) {
+  return pythonClass.call<host::Object>("CreateInstance() as PythonInstance");
+}
+inline void setConsole(const host::Object &console) {
+  host::callShared("Quillix", "SetConsoleOutput(output as QuillixConsoleOutput)", console);
 }
 inline host::Object newParameters(int count) {
   return host::create("PythonParameters", "Constructor(parameterCount as Integer)", count);
@@ -78,6 +91,23 @@ host::Object tupleOf(const std::string &expression);
 
 // A PythonResult holding what the expression gives.
 host::Object resultOf(const std::string &expression);
+
+// A console object with this handler, not chosen yet.
+host::Object newConsole(std::function<void(std::string_view)> handler);
+
+// A folder for Python modules, at the end of sys.path, removed with all that is in it.
+class ModuleFolder {
+public:
+  ModuleFolder();
+  ~ModuleFolder();
+  ModuleFolder(const ModuleFolder &) = delete;
+  ModuleFolder &operator=(const ModuleFolder &) = delete;
+  const std::string &path() const { return path_; }
+  void write(const std::string &module, const std::string &source) const;
+
+private:
+  std::string path_;
+};
 
 // The plug-in is loaded; no interpreter runs. At the end the interpreter is stopped, if it runs,
 // and everything that the host made must be gone.
