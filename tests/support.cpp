@@ -87,6 +87,7 @@ void LoadedTest::TearDown() {
   EXPECT_FALSE(PY(Py_IsInitialized)()) << "a call into Python counts as under way";
   quillix::setConsole(nullptr);
   EXPECT_EQ(host::survivors(), "");
+  host::giveFreedBlocksBack(); // aborts when one was written to
 }
 
 void RunningTest::SetUp() {

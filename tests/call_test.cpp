@@ -1,0 +1,159 @@
+// Calls into Python: functions, classes and instances.
+
+#include "tests/fields.h"
+
+namespace {
+
+using namespace quillix;
+using host::Object;
+
+class CallTest : public RunningTest {
+protected:
+  void SetUp() override {
+    RunningTest::SetUp();
+    runPython(R"(
+import sys
+def give(): return thing
+def echo(*arguments): return arguments
+def fail(): raise ValueError('no')
+class Thing(object):
+  def __new__(cls): return thing if 'thing' in globals() else object.__new__(cls)
+  def add(self, n): return self.base + n
+class Needy: __init__ = lambda self, needed: None
+class Failing: __init__ = lambda self: fail()
+thing = Thing(); thing.base = 2; thing.give = give
+five = 5
+leave = sys.exit
+nothing = lambda: None
+)");
+    main = getModule("__main__");
+  }
+  void TearDown() override {
+    main = nullptr;
+    RunningTest::TearDown();
+  }
+
+  Object main;
+};
+
+std::string reprOfResult(const Object &result) { return reprOf(heldByResult(result)); }
+
+// Each wrapper owns one reference to what it stands for, and one lock on its name and on where it
+// came from; none of them is left behind when the host makes no wrapper.
+TEST_F(CallTest, wrappersOwnWhatTheyNeed) {
+  const Object thingClass = getClass(main, "Thing"), thing = createInstance(thingClass);
+  const Object give = getFunction(main, "give");
+  const struct {
+    const char *held, *className, *name;
+    Object owner;
+    std::function<Object()> make;
+  } cases[] = {
+      {"sys", "PythonModule", "sys", nullptr, [] { return getModule("sys"); }},
+      {"give", "PythonFunction", "give", main, [&] { return getFunction(main, "give"); }},
+      {"Thing", "PythonClass", "Thing", main, [&] { return getClass(main, "Thing"); }},
+      {"five", "PythonClass", "five", main, [&] { return getClass(main, "five"); }},
+      {"thing", "PythonInstance", "Thing", thingClass, [&] { return createInstance(thingClass); }},
+      {"give", "PythonFunction", "give", thing, [&] { return getFunction(thing, "give"); }},
+      {"thing", "PythonResult", nullptr, nullptr, [&] { return invoke(give); }},
+  };
+  for (const auto &[expression, className, name, owner, make] : cases) {
+    SCOPED_TRACE(std::string(className) + " of " + expression);
+    const Evaluated held(expression);
+    const Py_ssize_t references = held.references();
+    const std::uint32_t locks = owner.locks();
+    {
+      const Object wrapper = make();
+      EXPECT_EQ(wrapper.className(), className);
+      EXPECT_EQ(held.references(), references + 1);
+      EXPECT_EQ(owner.locks(), locks + (owner ? 1 : 0));
+      EXPECT_EQ(name ? wrapper.get<std::string>("Name") : "", name ? name : "");
+    }
+    host::refuseCall("CreateInstance", 1);
+    EXPECT_FALSE(make());
+    EXPECT_FALSE(errorOccurred());
+    EXPECT_EQ(held.references(), references);
+    EXPECT_EQ(owner.locks(), locks);
+  }
+}
+
+// Function, instance, class and module each keep the next alive.
+TEST_F(CallTest, theLastLinkKeepsTheChain) {
+  Object function = getFunction(createInstance(getClass(main, "Thing")), "add");
+  main = nullptr;
+  for (const char *link : {"PythonFunction", "PythonInstance", "PythonClass", "PythonModule"})
+    EXPECT_EQ(host::livingObjects(link), 1U) << link;
+  EXPECT_FALSE(function.get<Object>("OwnerModule"));
+  EXPECT_EQ(reprOfResult(invoke(function, tupleOf("(5,)"))), "7") << "the instance goes first";
+  function = nullptr;
+  EXPECT_EQ(host::livingObjects(), 0U);
+}
+
+TEST_F(CallTest, whatCannotBeCalledOrFound) {
+  const Object thing = createInstance(getClass(main, "Thing"));
+  const auto function = [&](const char *name) { return getFunction(main, name); };
+  const auto instance = [&](const char *name) { return createInstance(getClass(main, name)); };
+  const std::pair<std::function<Object()>, const char *> cases[] = {
+      {[&] { return function("five"); }, ""},
+      {[&] { return function("missing"); }, "AttributeError"},
+      {[&] { return getClass(main, "missing"); }, "AttributeError"},
+      {[&] { return getFunction(thing, "base"); }, ""},
+      {[&] { return getFunction(thing, "missing"); }, "AttributeError"},
+      {[&] { return instance("five"); }, "TypeError"},
+      {[&] { return instance("Needy"); }, "TypeError"},
+      {[&] { return instance("Failing"); }, "ValueError"},
+      {[&] { return invoke(function("fail")); }, "ValueError"},
+      {[&] { return invoke(function("leave")); }, "SystemExit"},
+      {[&] { return invoke(function("give"), tupleOf("(1,)")); }, "TypeError"},
+      {[&] { return invoke(function("echo"), tupleOf("[1, 2]")); }, "TypeError"},
+      {[&] { return invoke(function("echo"), host::create("PythonParameters")); }, ""},
+  };
+  runPython("watched = five, fail, Needy, Failing, thing, echo, ()\n"
+            "def counts(): sys.exc_clear(); return [sys.getrefcount(o) for o in watched]");
+  for (const auto &[attempt, error] : cases) {
+    const std::string before = reprOf(Evaluated("counts()").get());
+    EXPECT_FALSE(attempt());
+    EXPECT_EQ(takeErrorClass(), error) << &attempt - &cases[0].first;
+    EXPECT_EQ(reprOf(Evaluated("counts()").get()), before);
+  }
+}
+
+// Arguments arrive as they are, in order; afterwards nobody else refers to them, so that the
+// tuple can be filled anew.
+TEST_F(CallTest, argumentsAndResults) {
+  const Object echo = getFunction(main, "echo");
+  const Object object = host::create("Object");
+  EXPECT_EQ(reprOfResult(invoke(echo)), "()");
+  EXPECT_EQ(reprOfResult(invoke(getFunction(main, "nothing"))), "None");
+  const Object two = newParameters(2);
+  put(two, 0, 7);
+  put(two, 1, object);
+  for (int i = 0; i < 2; ++i) {
+    const Object result = invoke(echo, two).call<Object>("TupleValue() as PythonParameters");
+    EXPECT_EQ(get<Object>(result, 1), object);
+    EXPECT_EQ(object.locks(), 2U) << "one capsule";
+    put(two, 0, 8);
+    EXPECT_EQ(get<int>(result, 0), 7 + i);
+  }
+  EXPECT_EQ(get<int>(two, 0), 8);
+  put(two, 1, 0);
+  EXPECT_EQ(object.locks(), 1U);
+}
+
+// What is called may let go of everything that took part in the call.
+TEST_F(CallTest, theCalledMayLetGo) {
+  runPython("def let_go(argument):\n  host.call()\n  return argument");
+  const host::Object object = host::create("Object");
+  Object function = getFunction(main, "let_go");
+  Object parameters = newParameters(1);
+  put(parameters, 0, object);
+  letPythonCall([&] {
+    runPython("del let_go");
+    parameters.call("Constructor(parameterCount as Integer)", 0);
+    main = function = parameters = nullptr;
+    EXPECT_EQ(object.locks(), 2U);
+  });
+  EXPECT_EQ(invoke(function, parameters).call<Object>("ObjectValue() as Object"), object);
+  EXPECT_EQ(object.locks(), 1U);
+}
+
+} // namespace

@@ -1,0 +1,176 @@
+// What Python prints, as events of a console object.
+
+#include "tests/fields.h"
+
+#include <thread>
+
+namespace {
+
+using namespace quillix;
+using host::Object;
+using Events = std::vector<std::string>;
+
+class ConsoleTest : public RunningTest {
+protected:
+  Events eventsOf(const std::string &statements) {
+    printed.clear();
+    runPython(statements);
+    return printed;
+  }
+  Object recorder() {
+    return newConsole([this](std::string_view text) { printed.emplace_back(text); });
+  }
+};
+
+TEST_F(ConsoleTest, eachWriteIsOneEvent) {
+  EXPECT_EQ(eventsOf("print 'dropped'"), Events{}) << "no console";
+  attachConsole();
+  runPython("import sys, aview\n"
+            "def refused(*arguments, **named):\n"
+            "  try: sys.stdout.write(*arguments, **named)\n"
+            "  except Exception as e: return type(e).__name__");
+  const std::pair<const char *, Events> cases[] = {
+      {"print 'word'", {"word", "\n"}},
+      {"print 'two', 5,", {"two", " ", "5"}},
+      {"sys.stdout.write('two\\nlines\\n')", {"two\nlines\n"}},
+      {"sys.stdout.write(u'plain')", {"plain"}},
+      {"sys.stdout.write('\\xc3\\xa4\\xff')", {"\xc3\xa4\xff"}},
+      {"sys.stdout.write('x' * 100000)", {std::string(100000, 'x')}},
+      {"assert aview.write('') is None", {""}},
+      {"assert aview.flush() is None and aview.flush(1, 2) is None", {}},
+      {"assert aview.write.__doc__ == 'Write something.'", {}},
+      {"assert aview.flush.__doc__ == 'doc for flush'", {}},
+      {"sys.stderr.write('(to standard error)\\n')", {}},
+      {"assert refused() == refused(5) == refused('a', 'b') == 'TypeError'", {}},
+      {"assert refused('a\\0b') == refused(text='a') == 'TypeError'", {}},
+      {"assert refused(u'\\xe4') == 'UnicodeEncodeError'", {}},
+  };
+  for (const auto &[statements, events] : cases)
+    EXPECT_EQ(eventsOf(statements), events) << statements;
+
+  const Py_ssize_t before = Evaluated("None").references();
+  runPython("for i in range(1000): aview.write('x'); aview.flush()");
+  EXPECT_EQ(Evaluated("None").references(), before);
+}
+
+// One console at a time, with one lock, for every interpreter that runs.
+TEST_F(ConsoleTest, theChosenConsoleIsLocked) {
+  const Object first = recorder(), second = recorder();
+  const auto expectLocks = [&](std::uint32_t ofFirst, std::uint32_t ofSecond) {
+    EXPECT_EQ(std::pair(first.locks(), second.locks()), std::pair(ofFirst, ofSecond));
+  };
+  for (const Object &chosen : {first, first, second})
+    setConsole(chosen);
+  expectLocks(1, 2);
+  finalize();
+  init();
+  expectLocks(1, 2);
+  EXPECT_EQ(eventsOf("print 'again'"), (Events{"again", "\n"}));
+  setConsole(first);
+  expectLocks(2, 1);
+  setConsole(nullptr);
+  setConsole(nullptr);
+  expectLocks(1, 1);
+  EXPECT_EQ(eventsOf("print 'dropped'"), Events{});
+}
+
+// A handler is looked for until there is one, and then no more; one that the class writes is found
+// when an instance is made. It is lent the text and may keep it by a lock of its own.
+TEST_F(ConsoleTest, findsTheHandler) {
+  constexpr const char *kEvent = "ConsoleOutput(output as String)";
+  static host::String kept;
+  static Object sender;
+  const host::TextHandler keep = [](REALobject console, REALstring output) {
+    sender = Object::share(console);
+    kept = host::String::share(output);
+  };
+  const host::TextHandler fail = [](REALobject, REALstring) { ADD_FAILURE(); };
+  host::defineClass("Terminal", "QuillixConsoleOutput");
+  host::implementEvent("Terminal", kEvent, keep);
+  for (const char *type : {"QuillixConsoleOutput", "Terminal"}) {
+    const Object console = host::create(type);
+    setConsole(console);
+    runPython("print 'dropped unless Terminal'");
+    host::attachHandler(console, kEvent, sender ? fail : keep);
+    runPython("import sys; sys.stdout.write('heard')");
+    host::attachHandler(console, kEvent, fail);
+    runPython("sys.stdout.write('heard')");
+    EXPECT_EQ(std::exchange(sender, nullptr), console);
+    EXPECT_EQ(kept.text(), "heard");
+    EXPECT_EQ(kept.encoding(), kEncodingUTF8);
+    EXPECT_EQ(kept.locks(), 1U);
+    EXPECT_EQ(host::livingStrings(), 1U);
+  }
+  kept = {};
+}
+
+// Whatever its handler does, a console lives until the handler has returned.
+TEST_F(ConsoleTest, theHandlerMayReplaceTheConsole) {
+  attachConsole();
+  const auto chooseReplacedBy = [this](const Object &next) {
+    Object console = newConsole([this, next](std::string_view text) {
+      setConsole(next);
+      printed.push_back("first " + std::string(text));
+    });
+    host::onDestroyed(console, [this] { printed.emplace_back("gone"); });
+    setConsole(console);
+  };
+  chooseReplacedBy(recorder());
+  EXPECT_EQ(eventsOf("print 'one'"), (Events{"first one", "gone", "\n"}));
+  chooseReplacedBy(nullptr);
+  EXPECT_EQ(eventsOf("print 'two'"), (Events{"first two", "gone"}));
+
+  // Another is chosen as the old one goes: the choice that was made first stands.
+  const Object chosen = recorder(), meanwhile = recorder();
+  Object old = recorder();
+  host::onDestroyed(old, [meanwhile] { setConsole(meanwhile); });
+  setConsole(old);
+  old = nullptr;
+  setConsole(chosen);
+  EXPECT_EQ(chosen.locks(), 2U);
+  EXPECT_EQ(meanwhile.locks(), 1U);
+}
+
+// Host code in a handler is free to use Python, and to make it print again.
+TEST_F(ConsoleTest, theHandlerMayUsePython) {
+  runPython("import sys\n"
+            "def add_up(n): sys.stdout.write(str(n)); return answer + n");
+  const Object main = getModule("__main__");
+  const auto addUp = [&](int n) {
+    const Object arguments = newParameters(1);
+    put(arguments, 0, n);
+    return invoke(getFunction(main, "add_up"), arguments).call<int>("IntegerValue() as Integer");
+  };
+  setConsole(newConsole([&](std::string_view text) {
+    const int n = std::stoi(std::string(text));
+    setField(main, "answer", n == 0 ? 100 : addUp(n - 1));
+    getModule("no such module");
+    EXPECT_EQ(takeErrorClass(), "ImportError");
+  }));
+  EXPECT_EQ(addUp(30), 100 + 30 * 31 / 2);
+  setConsole(nullptr);
+}
+
+// While the host waits inside a call, threads of Python's own print; their events run there.
+TEST_F(ConsoleTest, hearsPythonsThreads) {
+  std::size_t foreign = 0;
+  setConsole(newConsole([&, host = std::this_thread::get_id()](std::string_view text) {
+    foreign += std::this_thread::get_id() != host;
+    printed.emplace_back(text);
+    getModule("sys");
+  }));
+  runPython("import sys, threading\n"
+            "def chatter():\n"
+            "  for i in range(100): sys.stdout.write('x')\n"
+            "def run():\n"
+            "  threads = [threading.Thread(target=chatter) for i in range(4)]\n"
+            "  for t in threads: t.start()\n"
+            "  chatter()\n"
+            "  for t in threads: t.join()\n");
+  EXPECT_TRUE(invoke(getFunction(getModule("__main__"), "run")));
+  EXPECT_EQ(printed, Events(500, "x"));
+  EXPECT_EQ(foreign, 400U);
+  setConsole(nullptr);
+}
+
+} // namespace

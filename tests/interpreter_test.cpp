@@ -1,0 +1,316 @@
+// The interpreter's life: started, stopped and started again, and what holds before, between and
+// after.
+
+#include "tests/fields.h"
+#include "tests/sweep.h"
+
+namespace {
+
+using namespace quillix;
+using host::Object;
+
+void initNamed(const host::String &name) {
+  host::callShared("Quillix", "Init(applicationName as String)", name);
+}
+void addSearchPath(const Object &folder) {
+  host::callShared("Quillix", "AddSearchPath(f as FolderItem)", folder);
+}
+bool runs() { return PY(Py_IsInitialized)() != 0; }
+
+// A mark that an interpreter keeps for as long as it lives.
+void mark() { runPython("import sys; sys.marked = True"); }
+bool marked() {
+  return PY(PyObject_IsTrue)(Evaluated("hasattr(__import__('sys'), 'marked')").get()) != 0;
+}
+
+using InterpreterTest = LoadedTest;
+
+TEST_F(InterpreterTest, startsAndStopsInAnyOrder) {
+  finalize();
+  EXPECT_FALSE(runs());
+  for (int round = 0; round < 3; ++round) {
+    round == 1 ? initNamed(host::String("name")) : init();
+    ASSERT_TRUE(runs());
+    EXPECT_FALSE(marked() || errorOccurred()) << "an interpreter of its own";
+    mark();
+    runPython("import sys, aview; assert sys.stdout is aview; sys.stdout = sys.__stdout__");
+    init();
+    initNamed(host::String("again"));
+    EXPECT_TRUE(marked()) << "not started anew";
+    runPython("import sys; assert sys.stdout is sys.__stdout__ # not captured anew");
+    setError(1, "left behind");
+    finalize();
+    EXPECT_FALSE(runs());
+    finalize();
+  }
+}
+
+// Python keeps the pointer, so every name stays where it is, whatever becomes of the string.
+TEST_F(InterpreterTest, keepsEveryProgramName) {
+  std::vector<std::pair<const char *, std::string>> given;
+  for (const char *name : {"/nowhere/first", "second \xc3\xa4", "third"}) {
+    host::String string(name);
+    initNamed(string);
+    EXPECT_EQ(string.locks(), 1U);
+    given.emplace_back(PY(Py_GetProgramName)(), name);
+    if (given.size() == 2) // the others: of a running interpreter, and before it starts
+      finalize();
+  }
+  for (const auto &[kept, name] : given)
+    EXPECT_EQ(kept, name);
+}
+
+// Somebody else's interpreter is used as it is: not captured, and its objects are not released.
+TEST_F(InterpreterTest, usesAnInterpreterThatItFinds) {
+  PY(Py_Initialize)();
+  finalize();
+  EXPECT_FALSE(runs()) << "stopped, whoever started it";
+
+  PY(Py_Initialize)();
+  mark();
+  EXPECT_FALSE(getModule("__main__")) << "not before Init";
+  init();
+  EXPECT_TRUE(marked());
+  runPython("import sys; assert sys.stdout is sys.__stdout__; before = sys.getrefcount(sys)");
+  EXPECT_EQ(getField<int>(getModule("sys"), "maxunicode"), 0x10ffff);
+  runPython("assert sys.getrefcount(sys) == before + 1");
+  const Object module = getModule("sys");
+  PY(Py_Finalize)();
+  finalize();
+  EXPECT_EQ(getField<int>(module, "maxunicode"), 0) << "stopped by somebody else";
+  init();
+  runPython("import sys, aview; assert sys.stdout is aview");
+}
+
+TEST_F(InterpreterTest, addsFoldersAtTheEndOfTheSearchPath) {
+  addSearchPath(host::newFolderItem("/too early"));
+  init();
+  Object folder = host::newFolderItem("/f\xc3\xa4");
+  runPython("import sys; before = list(sys.path)");
+  addSearchPath(nullptr);
+  host::withhold("NativePath");
+  addSearchPath(folder);
+  host::restoreAll();
+  runPython("assert sys.path == before, sys.path");
+  addSearchPath(folder);
+  addSearchPath(folder);
+  addSearchPath(host::newFolderItem(""));
+  runPython("assert sys.path == before + ['/f\\xc3\\xa4'] * 2 + [''], sys.path\n"
+            "assert type(sys.path[-2]) is str and sys.getrefcount(sys.path[-2]) == 2");
+
+  runPython("sys.path = ()");
+  addSearchPath(folder);
+  EXPECT_EQ(takeErrorClass(), "SystemError"); // a tuple is no list
+  runPython("del sys.path");
+  addSearchPath(folder);
+  EXPECT_FALSE(errorOccurred());
+}
+
+// A wrapper of every kind, each over something that any of its getters would read as more than
+// nothing: x is a number that can be called.
+std::vector<Object> oneOfEach() {
+  runPython("class Number(int): __call__ = lambda self: self\n"
+            "x = Number(5)\n"
+            "class Thing(object): x = x");
+  const Object module = getModule("__main__");
+  const Object pythonClass = getClass(module, "Thing");
+  return {module,           pythonClass,   createInstance(pythonClass),
+          tupleOf("(x,)"),  resultOf("x"), dictionaryOf("{'x': x}"),
+          listOf("[x, x]"), newEntity(5),  getFunction(module, "x")};
+}
+
+TEST_F(InterpreterTest, everythingGivesTheZeroValueWithoutIt) {
+  Sweep sweep;
+  sweep.sharedMethods();
+  sweep.newObjects(true);
+  EXPECT_GT(sweep.calls, 300);
+
+  init();
+  sweep.newObjects(false); // bare objects hold nothing, though there is an interpreter
+  std::vector<Object> kept = oneOfEach();
+  finalize();
+  sweep.sharedMethods();
+  sweep.newObjects(true);
+  for (int i = 0; i < 2; ++i, init()) {
+    for (const Object &old : kept)
+      sweep.members(old);
+    EXPECT_EQ(kept.front().get<std::string>("Name"), "__main__");
+    EXPECT_EQ(kept.front(), kept.back().get<Object>("OwnerModule"));
+  }
+  EXPECT_FALSE(errorOccurred());
+  runPython("assert 'x' not in globals()");
+}
+
+// The memory of what the earlier interpreter left behind belongs to other objects by now.
+TEST_F(InterpreterTest, wrappersFromBeforeARestartReleaseNothing) {
+  init();
+  std::vector<Object> old = oneOfEach();
+  for (int i = 0; i < 300; ++i) {
+    old.push_back(resultOf("5.5 + " + std::to_string(i)));
+    old.push_back(newParameters(i % 20 + 1));
+    old.push_back(newDictionary());
+  }
+  finalize();
+  init();
+  runPython("import sys\n"
+            "new = [[i + 0.5, (i,), {}, 'x' * (i % 400 + 2)] for i in range(20000)]\n"
+            "counts = lambda: [sys.getrefcount(o) for four in new for o in four]\n"
+            "before = counts()");
+  old.clear();
+  runPython("assert counts() == before");
+}
+
+// Host objects in capsules that outlive their interpreter.
+TEST_F(InterpreterTest, capsulesGiveTheirLocksBackAtTheEnd) {
+  const Object object = host::create("Object");
+  init();
+  setField(getModule("__main__"), "left", object);
+  std::vector<Object> kept;
+  for (int i = 0; i < 100; ++i)
+    kept.push_back(newEntity(object));
+  PyObject *leaked = evalPython("left"); // a reference that no one releases in time
+  EXPECT_EQ(object.locks(), 102U);
+  finalize();
+  EXPECT_EQ(object.locks(), 1U);
+
+  init();
+  setField(getModule("__main__"), "left", object);
+  letPythonSee("stale", leaked);
+  EXPECT_FALSE(getField<Object>(getModule("__main__"), "stale"));
+  EXPECT_EQ(leaked->ob_refcnt, 2);
+  Py_DECREF(leaked);
+  runPython("del stale");
+  kept.clear();
+  EXPECT_EQ(object.locks(), 2U) << "given back once";
+}
+
+// The last lock of a host object may go while the interpreter is taken apart, which is no time to
+// start it, to stop it or to import, or after it has stopped, when it may be started anew.
+TEST_F(InterpreterTest, hostCodeMayRunAtTheEnd) {
+  std::vector<std::string> log;
+  const auto put = [&](const char *name) {
+    const Object object = host::create("Object");
+    host::onDestroyed(object, [&log, name] {
+      EXPECT_FALSE(getModule("sys"));
+      finalize();
+      initNamed(host::String(name));
+      log.push_back(name + std::string(runs() ? " runs" : " stopped"));
+    });
+    setField(getModule("__main__"), name, object);
+  };
+  init();
+  put("with the modules");
+  put("without");
+  runPython("import codecs\n"
+            "codecs.register(lambda name, kept=globals().pop('without'): None)");
+  finalize();
+  EXPECT_EQ(log, (std::vector<std::string>{"with the modules stopped", "without stopped"}));
+  EXPECT_FALSE(runs());
+
+  init();
+  put("leaked");
+  evalPython("leaked");
+  mark();
+  finalize();
+  EXPECT_EQ(log.at(2), "leaked runs");
+  EXPECT_FALSE(marked());
+}
+
+class UnderWayTest : public RunningTest {
+protected:
+  // A console whose handler tries to stop the interpreter and to start it.
+  void SetUp() override {
+    RunningTest::SetUp();
+    mark();
+    setConsole(newConsole([this](std::string_view text) {
+      finalize();
+      init();
+      initNamed(host::String("under way"));
+      printed.emplace_back(text);
+    }));
+  }
+};
+
+// Whatever makes Python run code, that code may print.
+TEST_F(UnderWayTest, startAndStopAreRefused) {
+  runPython(R"(
+import sys, colorsys
+def now(result=None, *more): sys.stdout.write('now'); return result
+class Loud(object):
+  def __del__(self): now()
+class Asked(object):
+  value = property(lambda self: now(1), lambda self, value: now(), lambda self: now())
+  __nonzero__ = __int__ = __hash__ = lambda self: now(1)
+  __float__ = lambda self: now(1.0)
+  __cmp__ = lambda self, other: now(0)
+  def __getattr__(self, name): now(); raise AttributeError(name)
+class Finder(object):
+  def find_module(self, name, path=None): now()
+asked = Asked()
+sys.meta_path.append(Finder())
+)");
+  const Object module = getModule("__main__");
+  const Object asked = createInstance(getClass(module, "Asked"));
+  const Object now = getFunction(module, "now"), nowClass = getClass(module, "now");
+  const Object colorsys = getModule("colorsys");
+  const Object list = listOf("[asked, asked]"), dictionary = dictionaryOf("{}");
+  const Object key = entityOf("asked");
+  const auto fill = [] {
+    Object parameters = newParameters(1);
+    parameters.assign("TupleValue(index as Integer) as PythonParameters", 0, tupleOf("(Loud(),)"));
+    return parameters;
+  };
+  const auto pend = [] { PY(PyErr_SetObject)(*PY(PyExc_ValueError), Evaluated("Loud()").get()); };
+
+  const std::function<void()> operations[] = {
+      [&] { invoke(now); },
+      [&] { createInstance(nowClass); },
+      [&] { getFunction(asked, "missing"); },
+      [] { getModule("missing"); },
+      [&] { colorsys.call<bool>("Reload() as Boolean"); },
+      [&] { getField<int>(asked, "value"); },
+      [&] { setField(asked, "value", 1); },
+      [&] { getField<int>(module, "asked"); },
+      [&] { getField<double>(module, "asked"); },
+      [&] { getField<bool>(module, "asked"); },
+      [&] { hasAttribute(asked, "missing"); },
+      [&] { deleteAttribute(asked, "value"); },
+      [&] { pend(), getError(); },
+      [&] { pend(), clearError(); },
+      [&] { pend(), setError(1, ""); },
+      [] { resultOf("Loud()"); },
+      [&] { dictionary.call<bool>("Contains(key as PythonEntityBase) as Boolean", key); },
+      [&] { list.call("Sort()"); },
+      [] { listOf("[Loud()]").call("Clear()"); },
+      [] { dictionaryOf("{1: Loud()}").call("Clear()"); },
+      [&] { fill().assign("IntegerValue(index as Integer) as Integer", 0, 1); },
+      [&] { fill().call("Constructor(parameterCount as Integer)", 1); },
+  };
+  for (const auto &run : operations) {
+    printed.clear();
+    run();
+    clearError();
+    ASSERT_TRUE(!printed.empty() && marked()) << "operation " << &run - operations;
+  }
+}
+
+// Python runs code as it stops, too; a pending error does not get in its way.
+TEST_F(UnderWayTest, stoppingIsNotInterrupted) {
+  runPython("import atexit, threading, time\n"
+            "@atexit.register\n"
+            "def bye():\n"
+            "  for i in range(2): pass\n"
+            "  print 'bye'\n"
+            "def late():\n"
+            "  time.sleep(0.05)\n"
+            "  print 'late'\n"
+            "threading.Thread(target=late).start()");
+  PY(PyErr_SetNone)(*PY(PyExc_ValueError));
+  finalize();
+  EXPECT_FALSE(runs());
+  EXPECT_EQ(printed, (std::vector<std::string>{"late", "\n", "bye", "\n"}));
+  init();
+  EXPECT_FALSE(marked());
+}
+
+} // namespace

@@ -1,0 +1,217 @@
+// Named wrappers: what modules and instances have in common, their attributes, and what only
+// modules have.
+
+#include "tests/fields.h"
+
+#include <limits>
+
+namespace {
+
+using namespace quillix;
+using host::Object;
+
+// Tests each kind of owner: a module, and instances of both kinds of Python classes. Python code
+// knows it as `owner`.
+class AttributeTest : public RunningTest {
+protected:
+  void forEachOwner(const std::function<void(const Object &)> &test) {
+    runPython("import sys, types\n"
+              "owner = sys.modules['attributes'] = types.ModuleType('attributes')\n"
+              "def remember(self): global owner; owner = self\n"
+              "class New(object): __init__ = remember\n"
+              "class Classic: __init__ = remember");
+    test(getModule("attributes"));
+    for (const char *name : {"New", "Classic"}) {
+      SCOPED_TRACE(name);
+      test(createInstance(getClass(getModule("__main__"), name)));
+    }
+  }
+};
+
+// What the getters of these types read, each with the error that it leaves.
+template <class... V> std::string readAs(const Object &owner) {
+  std::ostringstream text;
+  const auto show = [&](const auto &value) {
+    if constexpr (std::is_same_v<decltype(value), const Object &>)
+      text << (value ? "object" : "nil");
+    else
+      text << value;
+    const std::string error = takeErrorClass();
+    text << (error.empty() ? "" : "!" + error) << ", ";
+  };
+  (show(getField<V>(owner, "a")), ...);
+  return text.str();
+}
+
+TEST_F(AttributeTest, gettersConvert) {
+  runPython("class Undecided(object):\n  def __nonzero__(self): raise ValueError");
+  const std::pair<const char *, const char *> cases[] = {
+      {"5", "5, 0, 0, 5, 1, , nil, "},
+      {"5L", "5, 5, 5, 5, 1, , nil, "},
+      {"-1L", "-1, -1, 18446744073709551615!OverflowError, -1, 1, , nil, "},
+      {"int(-2**31)", "-2147483648, 0, 0, -2.14748e+09, 1, , nil, "},
+      {"2**31", "-1!OverflowError, 2147483648, 2147483648, 2.14748e+09, 1, , nil, "},
+      {"2**64", "-1!OverflowError, -1!OverflowError, 18446744073709551615!OverflowError, "
+                "1.84467e+19, 1, , nil, "},
+      {"3.7", "3, 0, 0, 3.7, 1, , nil, "},
+      {"True", "1, 0, 0, 1, 1, , nil, "},
+      {"'text'", "-1!TypeError, 0, 0, -1!TypeError, 1, text, nil, "},
+      {"u'text'", "-1!TypeError, 0, 0, -1!TypeError, 1, , nil, "},
+      {"[]", "-1!TypeError, 0, 0, -1!TypeError, 0, , nil, "},
+      {"Undecided()", "-1!TypeError, 0, 0, -1!TypeError, 1!ValueError, , nil, "},
+      {nullptr, "0!AttributeError, 0!AttributeError, 0!AttributeError, 0!AttributeError, "
+                "0!AttributeError, !AttributeError, nil!AttributeError, "},
+  };
+  forEachOwner([&](const Object &owner) {
+    for (const auto &[value, read] : cases) {
+      runPython(value ? "value = owner.a = " + std::string(value) : "del owner.a; value = None");
+      const Evaluated held("value");
+      const Py_ssize_t references = held.references();
+      EXPECT_EQ(
+          (readAs<int, std::int64_t, std::uint64_t, double, bool, std::string, Object>(owner)),
+          read)
+          << value;
+      EXPECT_EQ(held.references(), references) << value;
+    }
+  });
+}
+
+TEST_F(AttributeTest, settersStore) {
+  forEachOwner([](const Object &owner) {
+    const auto stores = [&](const auto &value, const char *repr, bool shared = false) {
+      setField(owner, "a", value);
+      const Evaluated stored("owner.a");
+      EXPECT_EQ(reprOf(stored.get()), repr);
+      EXPECT_TRUE(shared || stored.references() == 2) << repr;
+    };
+    stores(5, "5L");
+    stores(std::numeric_limits<int>::min(), "-2147483648L");
+    stores(std::numeric_limits<std::int64_t>::min(), "-9223372036854775808L");
+    stores(std::numeric_limits<std::uint64_t>::max(), "18446744073709551615L");
+    stores(0.1, "0.1");
+    stores(std::string("\xc3\xa4"), "'\\xc3\\xa4'");
+    stores(std::string("a\0b", 3), "'a\\x00b'");
+    stores(host::String(), "''", true);
+    const Evaluated yes("True");
+    const Py_ssize_t references = yes.references();
+    stores(REALboolean{2}, "True", true);
+    stores(false, "False", true);
+    EXPECT_EQ(yes.references(), references);
+  });
+}
+
+TEST_F(AttributeTest, objectsTravelInCapsules) {
+  const Object object = host::create("Object"), main = getModule("__main__");
+  forEachOwner([&](const Object &owner) {
+    setField(owner, "a", object);
+    EXPECT_EQ(object.locks(), 2U);
+    EXPECT_EQ(getField<Object>(owner, "a"), object);
+    setField(owner, "a", Object());
+    EXPECT_EQ(takeErrorClass(), "ValueError");
+    EXPECT_EQ(object.locks(), 2U) << "nothing stored";
+    runPython("del owner.a");
+    EXPECT_EQ(object.locks(), 1U);
+  });
+  runPython("class Closed(object):\n"
+            "  __slots__ = ()\n"
+            "  last = property(lambda self: globals().pop('last'))");
+  const Object closed = createInstance(getClass(main, "Closed"));
+  setField(closed, "a", object);
+  EXPECT_EQ(takeErrorClass(), "AttributeError");
+  EXPECT_EQ(object.locks(), 1U) << "the capsule went, and its lock";
+  setField(main, "last", host::create("Object"));
+  EXPECT_EQ(getField<Object>(closed, "last").locks(), 1U) << "for the caller; the capsule went";
+
+  letPythonSee("foreign", PY(PyCapsule_New)(object.get(), nullptr, nullptr));
+  EXPECT_FALSE(getField<Object>(main, "foreign"));
+  EXPECT_FALSE(getField<Object>(getModule("datetime"), "datetime_CAPI"));
+  EXPECT_EQ(takeErrorClass(), "ValueError");
+}
+
+TEST_F(AttributeTest, existenceAndDeletion) {
+  forEachOwner([](const Object &owner) {
+    setField(owner, std::string("a\0b", 3), 5);
+    setError(1, "pending");
+    EXPECT_TRUE(hasAttribute(owner, "a"));
+    EXPECT_EQ(deleteAttribute(owner, "a"), 0);
+    EXPECT_EQ(getError(), "pending");
+    EXPECT_FALSE(hasAttribute(owner, "a"));
+    EXPECT_EQ(deleteAttribute(owner, "a"), -1);
+    EXPECT_TRUE(errorOccurred());
+    EXPECT_FALSE(hasAttribute(owner, "a"));
+    EXPECT_FALSE(errorOccurred()) << "cleared by looking in vain";
+
+    for (const host::String &none : {host::String(), host::String::emptyObject()}) {
+      setError(1, "pending");
+      setField(owner, none, 5);
+      EXPECT_EQ(getField<int>(owner, none), 0);
+      EXPECT_FALSE(hasAttribute(owner, none));
+      EXPECT_EQ(deleteAttribute(owner, none), -1);
+      EXPECT_FALSE(owner.call<Object>("GetFunction(name as String) as PythonFunction", none));
+      EXPECT_EQ(getError(), "pending") << "Python was not asked";
+    }
+  });
+}
+
+using ModuleTest = RunningTest;
+
+TEST_F(ModuleTest, importsByName) {
+  const host::String name("os.path");
+  constexpr const char *kGetModule = "GetModule(name as String) as PythonModule";
+  const auto get = [&] { return host::callShared<Object>("Quillix", kGetModule, name); };
+  const Object first = get();
+  const Evaluated module("__import__('os').path");
+  const Py_ssize_t references = module.references();
+  {
+    const Object second = get();
+    EXPECT_NE(first, second);
+    EXPECT_EQ(module.references(), references + 1);
+    EXPECT_EQ(first.get<host::String>("Name").get(), name.get());
+    EXPECT_EQ(name.locks(), 3U);
+    EXPECT_EQ(getField<std::string>(second, "sep"), "/");
+  }
+  EXPECT_EQ(module.references(), references);
+  EXPECT_EQ(name.locks(), 2U);
+
+  const std::pair<std::string, const char *> refused[] = {{"no_such_module", "ImportError"},
+                                                          {"", "ValueError"},
+                                                          {std::string("os\0x", 4), "TypeError"}};
+  for (const auto &[wrong, error] : refused) {
+    EXPECT_FALSE(getModule(wrong));
+    EXPECT_EQ(takeErrorClass(), error) << wrong;
+  }
+}
+
+TEST_F(ModuleTest, reloads) {
+  runPython("import sys; sys.dont_write_bytecode = True");
+  const ModuleFolder folder;
+  const auto reload = [](const Object &m) { return m.call<bool>("Reload() as Boolean"); };
+  folder.write("lesson", "value = 1");
+  const Object module = getModule("lesson");
+  const Evaluated lesson("sys.modules['lesson']");
+  const Py_ssize_t references = lesson.references();
+  folder.write("lesson", "value = 2");
+  EXPECT_TRUE(reload(module));
+  EXPECT_EQ(getField<int>(module, "value"), 2);
+  EXPECT_EQ(lesson.references(), references);
+
+  for (const char *broken : {"value = 3; 1 / 0", "value ="}) {
+    folder.write("lesson", broken);
+    EXPECT_FALSE(reload(module));
+    EXPECT_FALSE(errorOccurred());
+    EXPECT_EQ(lesson.references(), references);
+  }
+  EXPECT_EQ(getField<int>(module, "value"), 3) << "the module object stays";
+
+  // A module may put another object in its place.
+  folder.write("lesson", "import sys, types\n"
+                         "sys.modules['lesson'] = types.ModuleType('lesson')\n"
+                         "sys.modules['lesson'].value = 4");
+  EXPECT_TRUE(reload(module));
+  EXPECT_EQ(getField<int>(module, "value"), 4);
+  EXPECT_EQ(lesson.references(), 1);
+  const Evaluated replaced("sys.modules['lesson']");
+  EXPECT_EQ(replaced.references(), 3); // here, in sys.modules and in the wrapper
+}
+
+} // namespace
