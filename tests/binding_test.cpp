@@ -11,10 +11,6 @@ namespace {
 class BindingTest : public RunningTest {
 protected:
   void SetUp() override { host::unload(); }
-  void TearDown() override {
-    RunningTest::TearDown();
-    host::unload();
-  }
 
   void loadWithout(std::initializer_list<std::string_view> missing) {
     host::forgetLookups();
@@ -160,6 +156,7 @@ TEST_F(BindingTest, locksAndUnlocksOrDoesNeither) {
       EXPECT_EQ(name.locks(), 1U);
     }
     TearDown();
+    host::unload();
   }
   loadWithout({});
 }

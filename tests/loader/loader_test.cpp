@@ -60,15 +60,15 @@ const Library kLibraries[] = {{"none", "", 0, "Could not load libpython2.7.so.1.
 
 class LibraryTest : public testing::TestWithParam<Library> {
 protected:
-  // Nothing is alive, and the next test finds no library open.
-  void TearDown() override {
-    EXPECT_EQ(host::survivors(), "");
+  // Undoes what an earlier test in this process has loaded.
+  void SetUp() override {
     host::unload();
     while (void *const library = openLibrary()) {
       dlclose(library);
       dlclose(library);
     }
   }
+  void TearDown() override { EXPECT_EQ(host::survivors(), ""); }
 
   // Opens a stub and loads the plug-in; yields what that writes to standard output.
   std::string load(std::string_view omitted) {
