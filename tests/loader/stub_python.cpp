@@ -32,11 +32,9 @@ static void *answer() {
 
 // The dynamic linker resolves an indirect function each time that somebody looks it up.
 #define FUNCTION(name)                                                                             \
-  extern "C" {                                                                                     \
-  static Function *find_##name() {                                                                 \
+  EXPORT Function *find_##name() {                                                                 \
     ++stub_lookups;                                                                                \
     return answer;                                                                                 \
-  }                                                                                                \
   }                                                                                                \
   EXPORT void *name() __attribute__((ifunc("find_" #name)));
 
