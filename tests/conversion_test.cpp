@@ -2,6 +2,8 @@
 
 #include "tests/wrappers.h"
 
+#include <limits>
+
 namespace {
 
 using host::Object;
@@ -28,6 +30,7 @@ protected:
     const Object parameters = tupleOf("(value,)"), dictionary = dictionaryOf("{'key': value}"),
                  single = entityOf("value"), returned = resultOf("value");
     const Py_ssize_t references = value.references();
+    single.call("Constructor()"); // does nothing
     EXPECT_EQ(view(parameters, 0), item);
     EXPECT_EQ(view(dictionary, "key"), offered("PythonDictionary", item));
     EXPECT_EQ(view(single), entity);
