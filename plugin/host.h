@@ -102,7 +102,7 @@ inline std::string_view bytesOf(REALstring string) {
   std::int32_t length = -1;
   const char *bytes = REALGetStringContents(string, &length);
   if (!bytes) {
-    return {"", 0};
+    return "";
   }
   return {bytes, length < 0 ? std::strlen(bytes) : static_cast<std::size_t>(length)};
 }
