@@ -61,6 +61,33 @@ inline host::Object parametersOver(PyObject *tuple) {
   return host::create("PythonParameters", "Constructor(paramPtr as Ptr)", tuple);
 }
 
+// Host code, described and published to Python.
+template <class Name> host::Object describeModule(const Name &name, std::uint32_t slots) {
+  return host::create("PythonXojoModule", "Constructor(name as String, methodCount as UInt32)",
+                      name, slots);
+}
+inline host::Object describeClass(std::string_view name, std::uint32_t slots) {
+  return host::create("PythonXojoClass", "Constructor(name as String, methodCount as UInt32)", name,
+                      slots);
+}
+template <class Name>
+void registerFunction(const host::Object &described, const Name &name, PyCFunction function) {
+  described.call("RegisterFunction(name as String, fuction as Ptr)", name, function);
+}
+inline host::Object moduleWith(std::string_view name, std::string_view functionName,
+                               PyCFunction function) {
+  const host::Object module = describeModule(name, 1);
+  registerFunction(module, functionName, function);
+  return module;
+}
+inline void publish(const host::Object &module) {
+  host::callShared("Quillix", "RegisterXojoModule(xojoModule as PythonXojoModule)", module);
+}
+// What a host function answers Python with: a new reference.
+inline PyObject *give(const host::Object &result) {
+  return static_cast<PyObject *>(result.call<void *>("GetPtr() as Ptr"));
+}
+
 } // namespace quillix
 
 // The name of the pending Python error's class, which is cleared; empty when there is none.
