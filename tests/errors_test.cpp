@@ -32,13 +32,11 @@ TEST_F(ErrorTest, everyNumberRaisesItsClass) {
 
 // Only the error's value is read. One that is no text leaves Python's complaint about it.
 TEST_F(ErrorTest, textOfTheValue) {
-  runPython("class Text(str): pass");
   const struct {
     const char *value;
     std::string text, nextError;
   } cases[] = {
       {"'text'", "text", ""},
-      {"Text('text')", "text", ""},
       {"u'text'", "text", ""},
       {"'\\xc3\\xa4\\xff'", "\xc3\xa4\xff", ""},
       {"'te\\0xt'", "te", ""},
@@ -59,13 +57,7 @@ TEST_F(ErrorTest, textOfTheValue) {
     EXPECT_EQ(got.encoding(), got ? kEncodingUTF8 : 0U);
     EXPECT_EQ(takeErrorClass(), nextError) << value;
   }
-  raise("5");
-  getError();
-  EXPECT_EQ(getError(), "expected string or Unicode object, int found");
-  EXPECT_EQ(getError(), "");
-  clearError();
-  EXPECT_FALSE(errorOccurred());
-
+  EXPECT_EQ(getError(), "") << "nothing pending";
   raise("'text'");
   host::refuseCall("REALBuildStringWithEncoding", 1);
   EXPECT_EQ(getError(), "");
@@ -77,20 +69,20 @@ TEST_F(ErrorTest, releasesWhatItTakes) {
             "class Failure(Exception): pass\n"
             "try: raise Failure\n"
             "except Failure: traceback = sys.exc_info()[2]\n"
-            "text = 'te' * 5; number = 5.5");
-  const Evaluated type("Failure"), traceback("traceback"), text("text"), number("number");
+            "values = 'te' * 5, 5.5");
+  const Evaluated type("Failure"), traceback("traceback"), text("values[0]"), number("values[1]");
   const auto references = [&] {
-    return std::array{type.references(), traceback.references(), text.references(),
-                      number.references()};
+    return type.references() + traceback.references() + text.references() + number.references();
   };
-  const auto before = references();
+  const Py_ssize_t before = references();
   for (PyObject *value : {text.get(), number.get()})
-    for (const auto &take : {+[] { getError(); }, +[] { clearError(); }}) {
+    for (const auto &take : {+[] { getError(); }, +[] {}}) {
       for (PyObject *given : {type.get(), value, traceback.get()})
         Py_INCREF(given);
       PY(PyErr_Restore)(type.get(), value, traceback.get());
       take();
       clearError();
+      EXPECT_FALSE(errorOccurred());
       EXPECT_EQ(references(), before);
     }
 }

@@ -1,8 +1,5 @@
 #include "tests/support.h"
 
-#include <filesystem>
-#include <fstream>
-
 void *findPythonSymbol(const char *name) {
   void *symbol = dlsym(RTLD_DEFAULT, name);
   EXPECT_NE(symbol, nullptr) << name;
@@ -58,20 +55,6 @@ host::Object newConsole(std::function<void(std::string_view)> handler) {
   host::Object console = host::create("QuillixConsoleOutput");
   host::onConsoleOutput(console, std::move(handler));
   return console;
-}
-
-ModuleFolder::ModuleFolder()
-    : path_((std::filesystem::temp_directory_path() / "quillix-XXXXXX").string()) {
-  EXPECT_NE(mkdtemp(path_.data()), nullptr) << path_;
-  host::callShared("Quillix", "AddSearchPath(f as FolderItem)", host::newFolderItem(path_));
-}
-
-ModuleFolder::~ModuleFolder() { std::filesystem::remove_all(path_); }
-
-// A compiled module beside it would hide a second version from the same second.
-void ModuleFolder::write(const std::string &module, const std::string &source) const {
-  std::filesystem::remove(path_ + "/" + module + ".pyc");
-  std::ofstream(path_ + "/" + module + ".py") << source << '\n';
 }
 
 void LoadedTest::SetUp() {

@@ -122,20 +122,6 @@ host::Object resultOf(const std::string &expression);
 // A console object with this handler, not chosen yet.
 host::Object newConsole(std::function<void(std::string_view)> handler);
 
-// A folder for Python modules, at the end of sys.path, removed with all that is in it.
-class ModuleFolder {
-public:
-  ModuleFolder();
-  ~ModuleFolder();
-  ModuleFolder(const ModuleFolder &) = delete;
-  ModuleFolder &operator=(const ModuleFolder &) = delete;
-  const std::string &path() const { return path_; }
-  void write(const std::string &module, const std::string &source) const;
-
-private:
-  std::string path_;
-};
-
 // The plug-in is loaded; no interpreter runs. At the end the interpreter is stopped, if it runs,
 // and everything that the host made must be gone.
 class LoadedTest : public ::testing::Test {
