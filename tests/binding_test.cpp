@@ -1,7 +1,7 @@
 // The plug-in in a host that lacks something, or that refuses to make an instance.
 
-#include "tests/support.h"
 #include "tests/tour.h"
+#include "tests/wrappers.h"
 
 using namespace std::string_view_literals;
 
@@ -20,16 +20,6 @@ protected:
   }
 };
 
-template <class... A>
-host::Object make(const host::Object &object, const char *declaration, const A &...arguments) {
-  return object.call<host::Object>(declaration, arguments...);
-}
-template <class A> host::Object fromValue(const char *factory, const A &value) {
-  return host::callShared<host::Object>("PythonEntity", factory, value);
-}
-template <class A> host::Object fromString(const A &string) {
-  return fromValue("FromString(value as String) as PythonEntity", string);
-}
 host::Object describe(const char *className, const host::String &name) {
   return host::create(className, "Constructor(name as String, methodCount as UInt32)", name, 0U);
 }
@@ -37,7 +27,7 @@ host::Object describe(const char *className, const host::String &name) {
 // --- Missing entries: uses of them, which say whether they worked ---
 
 bool carriesText() {
-  const host::Object entity = fromString("a\0\xc3\xa9"sv);
+  const host::Object entity = newEntity("a\0\xc3\xa9"sv);
   return entity && entity.get<std::string>("StringValue") == "a\0\xc3\xa9"sv;
 }
 
@@ -161,39 +151,25 @@ TEST_F(BindingTest, locksAndUnlocksOrDoesNeither) {
   loadWithout({});
 }
 
-TEST_F(BindingTest, carriesStringsByteByByte) {
+TEST_F(BindingTest, carriesStringsUpToAZeroByteWhereTheHostCannotTellTheirLength) {
   loadWithout({"LenB( s as string ) as integer"});
-  EXPECT_EQ(fromString("a\0b"sv).get<std::string>("StringValue"), "a") << "ends as C strings do";
-  host::restoreAll();
-  const host::String strings[] = {host::String(""), host::String::emptyObject(),
-                                  host::String("abc"), host::String("\xc3\xa9"),
-                                  host::String("\0a\0"sv)};
-  for (const host::String &string : strings) {
-    const auto text = fromString(string).get<host::String>("StringValue");
-    EXPECT_EQ(text.text(), string.text());
-    EXPECT_EQ(text.encoding(), text ? 0x08000100U : 0U);
-    EXPECT_EQ(text.locks(), text ? 1U : 0U);
-    EXPECT_EQ(string.locks(), string ? 1U : 0U);
-  }
+  EXPECT_EQ(newEntity("a\0b"sv).get<std::string>("StringValue"), "a");
 }
 
 TEST_F(BindingTest, losesNothingWithARefusedInstance) {
   loadWithout({});
-  runPython(
-      "class Thing:\n def f(self): pass\n"
-      "token = ('token',)\n"
-      "def give(): return token\n"
-      "watched = [__import__('__main__'), Thing, Thing.__dict__['f'], token, give, 'x', {}, []]");
-  constexpr const char *kTuple = "TupleValue(index as Integer) as PythonParameters";
-  constexpr const char *kDictionary = "DictionaryValue(index as Integer) as PythonDictionary";
-  constexpr const char *kList = "ListValue(index as Integer) as PythonList";
+  runPython("class Thing:\n def f(self): pass\n"
+            "token = ('token',)\n"
+            "def give(): return token\n"
+            "watched = [__import__('__main__'), Thing, Thing.__dict__['f'], token, give, 'x', {},\n"
+            "           [], True]");
   const host::Object module = quillix::getModule("__main__");
   const host::Object thing = quillix::getClass(module, "Thing");
   const host::Object instance = quillix::createInstance(thing);
-  const host::Object give = quillix::getFunction(module, "give");
-  const host::Object tuple = tupleOf("(token, {'x': token}, [token]) + tuple(watched[-2:])");
-  const host::Object dictionary = make(tuple, kDictionary, 1), list = make(tuple, kList, 2);
-  const host::Object result = resultOf("token"), key = fromString("x"sv);
+  const host::Object give = quillix::getFunction(module, "give"), result = resultOf("token");
+  const host::Object tuple = tupleOf("(token, watched[-3], watched[-2])");
+  const host::Object dictionary = dictionaryOf("{'x': token}"), list = listOf("[token]");
+  const host::Object key = newEntity("x");
   const Evaluated watched("watched");
 
   const auto census = [&] {
@@ -204,6 +180,10 @@ TEST_F(BindingTest, losesNothingWithARefusedInstance) {
       counts += " " + std::to_string(PyList_GET_ITEM(watched.get(), i)->ob_refcnt);
     return counts;
   };
+  const auto item = [&](int i) { return read<host::Object>(tuple, kWrapperAccessors[i], i); };
+  const auto value = [&](const char *declaration, const auto &place) {
+    return dictionary.call<host::Object>(declaration, place);
+  };
   const std::function<host::Object()> makers[] = {
       [] { return quillix::getModule("__main__"); },
       [&] { return quillix::getFunction(module, "give"); },
@@ -211,18 +191,19 @@ TEST_F(BindingTest, losesNothingWithARefusedInstance) {
       [&] { return quillix::getClass(module, "Thing"); },
       [&] { return quillix::createInstance(thing); },
       [&] { return quillix::invoke(give); },
-      [] { return fromString("x"sv); },
-      [&] { return fromValue("FromObject(value as Object) as PythonEntity", key); },
-      [&] { return make(result, "TupleValue() as PythonParameters"); },
-      [&] { return make(tuple, kTuple, 0); },
-      [&] { return make(tuple, kDictionary, 3); },
-      [&] { return make(tuple, kList, 4); },
-      [&] { return make(list, "GetItem(index as Integer) as PythonEntity", 0); },
-      [&] { return make(list, "AsTuple() as PythonParameters"); },
-      [&] { return make(dictionary, "GetValue(key as String) as PythonEntity", "x"); },
-      [&] { return make(dictionary, "GetValue(key as PythonEntityBase) as PythonEntity", key); },
-      [&] { return make(dictionary, "GetKeys() as PythonList"); },
-      [&] { return make(dictionary, "GetValues() as PythonList"); },
+      [] { return newEntity("x"); },
+      [] { return newEntity(true); },
+      [&] { return newEntity(key); },
+      [&] { return read<host::Object>(result, kWrapperAccessors[0]); },
+      [&] { return item(0); },
+      [&] { return item(1); },
+      [&] { return item(2); },
+      [&] { return getItem(list, 0); },
+      [&] { return asTuple(list); },
+      [&] { return value("GetValue(key as String) as PythonEntity", "x"); },
+      [&] { return value("GetValue(key as PythonEntityBase) as PythonEntity", key); },
+      [&] { return keysOf(dictionary); },
+      [&] { return valuesOf(dictionary); },
   };
   for (const auto &maker : makers) {
     SCOPED_TRACE(&maker - makers);
@@ -230,8 +211,6 @@ TEST_F(BindingTest, losesNothingWithARefusedInstance) {
     const std::string before = census();
     host::refuseCall("CreateInstance", 1);
     EXPECT_FALSE(maker());
-    EXPECT_EQ(census(), before);
-    EXPECT_TRUE(maker());
     EXPECT_EQ(census(), before);
   }
   EXPECT_FALSE(quillix::errorOccurred());

@@ -29,8 +29,6 @@ template <class Key> void setValue(const Object &d, const Key &key, const Object
 template <class Key> void removeKey(const Object &d, const Key &key) {
   d.call(by<Key>("Remove(key as String)", "Remove(key as PythonEntityBase)"), key);
 }
-Object keysOf(const Object &d) { return d.call<Object>("GetKeys() as PythonList"); }
-Object valuesOf(const Object &d) { return d.call<Object>("GetValues() as PythonList"); }
 
 // No dictionary or list was constructed before, so nothing has looked these functions up yet.
 TEST_F(DictionaryTest, worksBeforeAnyWasConstructed) {
@@ -79,8 +77,7 @@ TEST_F(DictionaryTest, whatFailsChangesNothing) {
   const std::string before = reprOf(d);
   const Object seven = newEntity(7), missing = newEntity(99), unhashable = newList();
   EXPECT_EQ(view(d, "none"), "");
-  EXPECT_LEAVES("", EXPECT_EQ(getValue(d, "none"), nullptr));
-  EXPECT_LEAVES("", EXPECT_EQ(getValue(d, missing), nullptr));
+  EXPECT_LEAVES("", EXPECT_FALSE(getValue(d, "none") || getValue(d, missing)));
   EXPECT_LEAVES("", EXPECT_FALSE(contains(d, "none") || contains(d, missing)));
   EXPECT_LEAVES("KeyError", removeKey(d, "none"));
   EXPECT_LEAVES("KeyError", removeKey(d, missing));
@@ -88,11 +85,12 @@ TEST_F(DictionaryTest, whatFailsChangesNothing) {
   EXPECT_LEAVES("TypeError", EXPECT_TRUE(contains(d, unhashable)));
   EXPECT_LEAVES("TypeError", setValue(d, unhashable, seven));
   EXPECT_LEAVES("TypeError", removeKey(d, unhashable));
-  EXPECT_EQ(getValue(d, unhashable), nullptr);
-  EXPECT_EQ(takeErrorClass(), "");
-  PY(PyErr_SetString)(*PY(PyExc_IndexError), "pending");
-  EXPECT_EQ(getValue(d, unhashable), nullptr); // Python forgets what was pending
-  EXPECT_EQ(takeErrorClass(), "");
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_EQ(getValue(d, unhashable), nullptr); // Python forgets what was pending
+    EXPECT_EQ(takeErrorClass(), "");
+    quillix::setError(1, "pending");
+  }
+  quillix::clearError();
   for (const Object &empty : {Object(), host::create("PythonEntity"), host::create("PythonList")}) {
     EXPECT_LEAVES("", EXPECT_FALSE(contains(d, empty)));
     EXPECT_LEAVES("", EXPECT_EQ(getValue(d, empty), nullptr));
@@ -105,7 +103,6 @@ TEST_F(DictionaryTest, whatFailsChangesNothing) {
 
   // What succeeds leaves the error state alone, too.
   const Object tuple = tupleOf("(1,)");
-  EXPECT_LEAVES("", EXPECT_EQ(get<std::string>(d, "key"), ""));
   EXPECT_LEAVES("", EXPECT_TRUE(contains(d, tuple) && getValue(d, seven)));
   EXPECT_LEAVES("", setValue(d, seven, missing); removeKey(d, seven); keysOf(d); d.call("Clear()"));
 }
@@ -122,13 +119,7 @@ TEST_F(DictionaryTest, everyKeyValueAndDictIsReleasedOnce) {
     EXPECT_TRUE(contains(d, "k") && contains(d, tuple));
     EXPECT_TRUE(getValue(d, "k") && getValue(d, tuple));
     view(d, "k");
-    host::refuseCall("CreateInstance", 1);
-    EXPECT_EQ(getValue(d, "k"), nullptr);
-    for (const auto &listOfAll : {keysOf, valuesOf}) {
-      EXPECT_EQ(heldBy(listOfAll(d))->ob_refcnt, 1);
-      host::refuseCall("CreateInstance", 1);
-      EXPECT_EQ(listOfAll(d), nullptr);
-    }
+    EXPECT_EQ(heldBy(keysOf(d))->ob_refcnt + heldBy(valuesOf(d))->ob_refcnt, 1 + 1);
     EXPECT_EQ(references(), 4); // two values, a key, and the wrapper
     EXPECT_EQ(letter.references(), letters + 1);
     removeKey(d, tuple);

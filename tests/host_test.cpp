@@ -14,16 +14,13 @@ REALboolean judge(REALobject, std::int32_t level, REALobject) {
 }
 
 constexpr const char *kJudge = "Judge(level as Integer, list as ObjectArray) as Boolean";
-constexpr const char *kSaid = "Said(text as String)";
 REALmethodDefinition gMethods[] = {
     {reinterpret_cast<HostFunction>(judge), nullptr, kJudge, kPublicMember, {}}};
-REALevent gEvents[] = {{kSaid, 0, {}}};
 REALclassDefinition gBase{.name = "Base",
                           .dataSize = 1,
                           .constructor = mark<'b'>,
                           .destructor = mark<'B'>,
-                          .methods = gMethods,
-                          .events = gEvents};
+                          .methods = gMethods};
 REALclassDefinition gDerived{.name = "Derived",
                              .superName = "Base",
                              .dataSize = sizeof(double),
@@ -58,34 +55,6 @@ TEST_F(HostTest, laysClassDataOutSuperClassFirst) {
   EXPECT_EQ(gLife, "bdDB");
 }
 
-TEST_F(HostTest, findsTheHandlerOfAnEvent) {
-  const auto find =
-      reinterpret_cast<void *(*)(REALobject, HostWord)>(host::resolve("GetEventInstance"));
-  const host::TextHandler ofClass = [](REALobject, REALstring) { gLife += "class"; };
-  const host::TextHandler ofInstance = [](REALobject, REALstring) { gLife += "instance"; };
-  const host::Object one = host::create("Derived"), other = host::create("Derived");
-  EXPECT_EQ(find(one.get(), gEvents[0].key), nullptr);
-  host::implementEvent("Derived", kSaid, ofClass);
-  host::attachHandler(one, kSaid, ofInstance);
-  EXPECT_EQ(find(one.get(), gEvents[0].key), reinterpret_cast<void *>(ofInstance));
-  EXPECT_EQ(find(other.get(), gEvents[0].key), reinterpret_cast<void *>(ofClass));
-}
-
-TEST_F(HostTest, keepsTheItemsOfAnObjectArrayLocked) {
-  const host::Object item = host::create("Base");
-  {
-    const host::Object list = host::create("ObjectArray");
-    list.call("Append(item as Object)", item);
-    list.call("Append(item as Object)", nullptr);
-    EXPECT_EQ(list.call<int>("Count() as Integer"), 2);
-    EXPECT_EQ(item.locks(), 2U);
-    EXPECT_EQ(list.call<host::Object>("GetAt(n as Integer) as Object", 0), item);
-    EXPECT_FALSE(list.call<host::Object>("GetAt(n as Integer) as Object", 1));
-    EXPECT_EQ(item.locks(), 2U);
-  }
-  EXPECT_EQ(item.locks(), 1U);
-}
-
 struct Misuse {
   const char *message; // a regular expression
   void (*commit)();
@@ -111,7 +80,6 @@ const Misuse kMisuses[] = {
        host::checkNothingAlive();
      }},
     {"Base has no method \"Judge\\(\\)\"", [] { host::create("Base").call("Judge()"); }},
-    {"has no assignable method", [] { host::create("Base").assign(kJudge, 1, nullptr, true); }},
     {"argument 1 is Double, declared Integer",
      [] { host::create("Base").call<bool>(kJudge, 1.5, nullptr); }},
     {"with 1 arguments, declared with 2", [] { host::create("Base").call<bool>(kJudge, 1); }},
@@ -121,8 +89,6 @@ const Misuse kMisuses[] = {
      [] { host::create("Base").call<double>(kJudge, 1, nullptr); }},
     {"the result 2 does not fit Boolean",
      [] { host::create("Base").call<bool>(kJudge, 2, nullptr); }},
-    {"Base is registered twice", [] { host::registerClass(&gBase); }},
-    {"malformed declaration", [] { host::parseDeclaration("Judge(level Integer)"); }},
 };
 
 TEST_F(HostTest, seesMisuse) {

@@ -12,13 +12,9 @@ using ListTest = WrapperTest;
 void insert(const Object &list, int index, const Object &value) {
   list.call("Insert(index as Integer, value as PythonEntityBase)", index, value);
 }
-Object getItem(const Object &list, int index) {
-  return list.call<Object>("GetItem(index as Integer) as PythonEntity", index);
-}
 void setItem(const Object &list, int index, const Object &value) {
   list.call("SetItem(index as Integer, value as PythonEntityBase)", index, value);
 }
-Object asTuple(const Object &list) { return list.call<Object>("AsTuple() as PythonParameters"); }
 
 TEST_F(ListTest, growsAndIsPutInOrder) {
   const Object list = newList();
@@ -27,21 +23,20 @@ TEST_F(ListTest, growsAndIsPutInOrder) {
     append(list, newEntity(value));
   append(list, list); // it may hold itself
   EXPECT_EQ(reprOf(list), "[3L, 1L, 2L, [...]]");
+  EXPECT_EQ(list.get<int>("Count"), 4);
   setItem(list, 3, newEntity(0));
   list.call("Sort()");
   EXPECT_EQ(reprOf(list), "[0L, 1L, 2L, 3L]");
   list.call("Reverse()");
   EXPECT_EQ(reprOf(list), "[3L, 2L, 1L, 0L]");
-  EXPECT_EQ(list.get<int>("Count"), 4);
   EXPECT_EQ(getItem(list, 1).get<int>("Int32Value"), 2);
 }
 
 TEST_F(ListTest, pythonPlacesWhatIsInserted) {
-  const std::pair<int, const char *> rows[] = {{-1, "[1, 2, 9L, 3]"},   {100, "[1, 2, 3, 9L]"},
-                                               {-100, "[9L, 1, 2, 3]"}, {1, "[1, 9L, 2, 3]"},
-                                               {3, "[1, 2, 3, 9L]"},    {INT_MIN, "[9L, 1, 2, 3]"}};
+  const std::pair<int, const char *> rows[] = {
+      {-1, "[1, 9L, 2]"}, {1, "[1, 9L, 2]"}, {INT_MAX, "[1, 2, 9L]"}, {INT_MIN, "[9L, 1, 2]"}};
   for (const auto &[index, repr] : rows) {
-    const Object list = listOf("[1, 2, 3]");
+    const Object list = listOf("[1, 2]");
     insert(list, index, newEntity(9));
     EXPECT_EQ(reprOf(list), repr);
   }
@@ -85,10 +80,6 @@ TEST_F(ListTest, everyItemAndListIsReleasedOnce) {
   setItem(list, 5, item);
   quillix::clearError();
   EXPECT_TRUE(getItem(list, 0));
-  host::refuseCall("CreateInstance", 1);
-  EXPECT_EQ(getItem(list, 0), nullptr);
-  host::refuseCall("CreateInstance", 1);
-  EXPECT_EQ(asTuple(list), nullptr);
   EXPECT_EQ(references(), 3); // two items and the entity
 
   const Object tuple = asTuple(list);
@@ -133,12 +124,19 @@ TEST_F(ListTest, aCollectionMayCallHostCode) {
     Py_XDECREF(PY(PyObject_CallObject)(litter.get(), nullptr));
     return wrapper;
   };
-  const auto construct = [](auto &wrapper) { wrapper.call("Constructor()"); };
+  const Operation construct = [](auto &wrapper) { wrapper.call("Constructor()"); };
   expectReentrant([&] { return littered(listOf("[value] * 30")); },
                   {asTuple, construct, [](auto &list) { list.call("Clear()"); }});
   expectReentrant([&] { return littered(dictionaryOf("{(value,): [value]}")); },
-                  {construct, [](auto &d) { d.template call<Object>("GetKeys() as PythonList"); },
-                   [](auto &d) { d.template call<Object>("GetValues() as PythonList"); }});
+                  {construct, keysOf, valuesOf});
+}
+
+// A subclass of long turns itself into an int with code of its own.
+TEST_F(ListTest, aLongMayCallHostCodeAsItConverts) {
+  runPython("class Talking(long):\n"
+            "  def __int__(self): return host.call() or 7");
+  expectReentrant([] { return entityOf("Talking(5)"); },
+                  {[](auto &e) { EXPECT_EQ(e.template get<int>("Int32Value"), 7); }});
 }
 
 } // namespace

@@ -33,12 +33,13 @@ void setEach(const Object &p, int index, const Object &object, const std::functi
 }
 
 TEST_F(ParametersTest, aNewTupleHoldsNone) {
-  const char *const reprs[] = {"()", "(None,)", "(None, None)"};
-  for (int count = 0; count < 3; ++count) {
+  const Evaluated none("None");
+  for (const int count : {0, 1, 5000}) {
+    const Py_ssize_t references = none.references();
     const Object p = quillix::newParameters(count);
+    EXPECT_EQ(none.references(), references + count);
     EXPECT_EQ(p.get<int>("Count"), count);
     EXPECT_EQ(lastError(p), kNone);
-    EXPECT_EQ(reprOf(p), reprs[count]);
     EXPECT_EQ(view(p, 0), "");
   }
   EXPECT_LEAVES("SystemError", EXPECT_EQ(quillix::newParameters(-1).get<int>("Count"), 0));
@@ -93,8 +94,6 @@ TEST_F(ParametersTest, aSharedTupleRefusesEveryStore) {
   const Object object = host::newFolderItem("somewhere"), outer = quillix::newParameters(1),
                stored = quillix::newParameters(1), p = quillix::newParameters(1);
   putWrapper(outer, 0, kTuple, stored);
-  const Evaluated truth("True");
-  const Py_ssize_t truths = truth.references();
   for (const Object &shared : {tupleOf("shared"), tupleAt(tupleOf("shared"), 1), stored}) {
     const std::string before = reprOf(shared);
     setEach(shared, 0, object, [&] {
@@ -106,7 +105,6 @@ TEST_F(ParametersTest, aSharedTupleRefusesEveryStore) {
   // Into itself, too: the reference that would be stored is one more.
   EXPECT_LEAVES("SystemError", putWrapper(p, 0, kTuple, p));
   EXPECT_EQ(heldBy(p)->ob_refcnt, 1);
-  EXPECT_EQ(truth.references(), truths);
   EXPECT_EQ(object.locks(), 1U);
 }
 

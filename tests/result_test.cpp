@@ -30,18 +30,15 @@ TEST_F(ResultTest, getPtrGivesAReferenceEachTime) {
 }
 
 TEST_F(ResultTest, itsTupleIsReadOnlyAndItsDictionaryShared) {
-  const Object tuple = resultOf("value").call<Object>("TupleValue() as PythonParameters");
+  const Object tuple = read<Object>(resultOf("value"), kWrapperAccessors[0]);
   EXPECT_LEAVES("SystemError", put(tuple, 0, 5));
   EXPECT_EQ(tuple.get<int>("LastError"), 0);
   EXPECT_EQ(reprOf(tuple), "(1, 2)");
 
   const Object result = resultOf("{}");
-  const auto dictionary = [&] {
-    return result.call<Object>("DictionaryValue() as PythonDictionary");
-  };
-  put(dictionary(), "key", 5);
+  put(read<Object>(result, kWrapperAccessors[1]), "key", 5);
   EXPECT_EQ(reprOf(heldByResult(result)), "{'key': 5}");
-  dictionary().call("Clear()");
+  read<Object>(result, kWrapperAccessors[1]).call("Clear()");
   EXPECT_EQ(reprOf(heldByResult(result)), "{}");
 }
 

@@ -10,7 +10,30 @@ host::Object make(const std::string &type) {
   return type == "FolderItem" ? host::newFolderItem("/nowhere") : host::create(type);
 }
 
-// An argument in each of the C types in which it could cross.
+// Hands over the zero value of the C type in which a declared type crosses.
+template <class Use> void withTypeOf(Kind kind, Use use) {
+  switch (kind) {
+  case Kind::UInt32:
+    return use(std::uint32_t{});
+  case Kind::Int64:
+    return use(std::int64_t{});
+  case Kind::UInt64:
+    return use(std::uint64_t{});
+  case Kind::Double:
+    return use(double{});
+  case Kind::Boolean:
+    return use(REALboolean{});
+  case Kind::String:
+    return use(REALstring{});
+  case Kind::Object:
+    return use(REALobject{});
+  case Kind::Ptr:
+    return use(static_cast<void *>(nullptr));
+  default:
+    return use(std::int32_t{});
+  }
+}
+
 struct Argument {
   Kind kind;
   host::Object object;
@@ -23,32 +46,18 @@ struct Argument {
       string = host::String("name");
   }
 
-  // Hands it over in its own type. Where two parameters are declared, the first one is a key.
-  template <class Use> void asKey(Use use) const {
-    if (kind == Kind::String)
-      use(string.get());
-    else if (kind == Kind::Object)
-      use(object.get());
-    else
-      use(std::int32_t{1});
-  }
-  template <class Use> void asValue(Use use) const {
-    switch (kind) {
-    case Kind::UInt32:
-      return use(std::uint32_t{1});
-    case Kind::Int64:
-      return use(std::int64_t{1});
-    case Kind::UInt64:
-      return use(std::uint64_t{1});
-    case Kind::Double:
-      return use(1.5);
-    case Kind::Boolean:
-      return use(REALboolean{1});
-    case Kind::Ptr:
-      return use(static_cast<void *>(nullptr));
-    default:
-      return asKey(use);
-    }
+  // Hands it over in its own type.
+  template <class Use> void give(Use use) const {
+    withTypeOf(kind, [&]<class C>(C) {
+      if constexpr (std::is_same_v<C, REALstring>)
+        use(string.get());
+      else if constexpr (std::is_same_v<C, REALobject>)
+        use(object.get());
+      else if constexpr (std::is_pointer_v<C>)
+        use(C{});
+      else
+        use(static_cast<C>(1.5));
+    });
   }
 };
 
@@ -66,29 +75,14 @@ bool answersAs(HostFunction function, void (*takePointer)(void *), A... argument
 
 template <class... A>
 bool answers(HostFunction function, Kind result, void (*take)(void *), A... arguments) {
-  switch (result) {
-  case Kind::None:
+  bool answered = false;
+  if (result == Kind::None)
     host::detail::callAs<void>(function, arguments...);
-    return false;
-  case Kind::Integer:
-    return answersAs<std::intptr_t>(function, take, arguments...);
-  case Kind::Int64:
-    return answersAs<std::int64_t>(function, take, arguments...);
-  case Kind::UInt64:
-    return answersAs<std::uint64_t>(function, take, arguments...);
-  case Kind::Double:
-    return answersAs<double>(function, take, arguments...);
-  case Kind::Boolean:
-    return answersAs<REALboolean>(function, take, arguments...);
-  case Kind::String:
-    return answersAs<REALstring>(function, take, arguments...);
-  case Kind::Object:
-    return answersAs<REALobject>(function, take, arguments...);
-  case Kind::Ptr:
-    return answersAs<void *>(function, take, arguments...);
-  default:
-    return answersAs<std::int32_t>(function, take, arguments...);
-  }
+  else if (result == Kind::Integer)
+    answered = answersAs<std::intptr_t>(function, take, arguments...);
+  else
+    withTypeOf(result, [&]<class R>(R) { answered = answersAs<R>(function, take, arguments...); });
+  return answered;
 }
 
 // Appends the arguments in their C types, then calls.
@@ -99,10 +93,10 @@ bool answersWith(HostFunction function, std::span<const Argument> arguments, Kin
   if (arguments.empty())
     return answers(function, result, take, self...);
   if (arguments.size() == 1)
-    arguments[0].asValue([&](auto a) { answered = answers(function, result, take, self..., a); });
+    arguments[0].give([&](auto a) { answered = answers(function, result, take, self..., a); });
   else if (arguments.size() == 2 && result == Kind::None)
-    arguments[0].asKey([&](auto a) {
-      arguments[1].asValue([&](auto b) { host::detail::callAs<void>(function, self..., a, b); });
+    arguments[0].give([&](auto a) {
+      arguments[1].give([&](auto b) { host::detail::callAs<void>(function, self..., a, b); });
     });
   else
     ADD_FAILURE() << "no such member was thought of";

@@ -56,8 +56,7 @@ Object dictionaryOf(const std::string &expression) {
 }
 
 Object entityOf(const std::string &expression) {
-  return listOf("[" + expression + "]")
-      .call<Object>("GetItem(index as Integer) as PythonEntity", 0);
+  return getItem(listOf("[" + expression + "]"), 0);
 }
 
 PyObject *heldBy(const Object &wrapper) {
@@ -104,6 +103,7 @@ void WrapperTest::SetUp() {
   runPython("value = (1, 2)");
   theValue = Evaluated("value").get();
   before_ = theValue->ob_refcnt;
+  truths_ = Evaluated("True").references();
 }
 
 void WrapperTest::TearDown() {
@@ -111,6 +111,7 @@ void WrapperTest::TearDown() {
             "  if _name != 'value' and not _name.startswith('_'): del globals()[_name]\n"
             "import gc; gc.collect()");
   EXPECT_EQ(references(), 0);
+  EXPECT_EQ(Evaluated("True").references(), truths_);
   RunningTest::TearDown();
 }
 

@@ -57,26 +57,24 @@ void put(const host::Object &wrapper, const Place &place, const V &value) {
 // What is called for and comes back, as text; empty for the zero value.
 template <class... Place>
 std::string readText(const host::Object &wrapper, const Accessor &a, const Place &...place) {
-  const auto number = [](auto value) {
-    return value == 0 ? std::string() : (std::ostringstream() << value).str();
+  const auto text = [&]<class V>(V zero) {
+    const V value = read<V>(wrapper, a, place...);
+    return value == zero ? std::string() : (std::ostringstream() << std::boolalpha << value).str();
   };
-  if (a.type == "Boolean")
-    return read<bool>(wrapper, a, place...) ? "True" : "";
-  if (a.type == "Integer" || a.type == "Int32")
-    return number(read<int>(wrapper, a, place...));
-  if (a.type == "Int64")
-    return number(read<std::int64_t>(wrapper, a, place...));
-  if (a.type == "UInt64")
-    return number(read<std::uint64_t>(wrapper, a, place...));
-  if (a.type == "Double")
-    return number(read<double>(wrapper, a, place...));
   if (a.type == "String") {
     const host::String string = read<host::String>(wrapper, a, place...);
     EXPECT_TRUE(!string || string.encoding() == kEncodingUTF8 || string.text().empty());
     return std::string(string.text());
   }
-  const host::Object object = read<host::Object>(wrapper, a, place...);
-  return object ? object.className() : "";
+  if (a.type.starts_with("Python") || a.type == "Object") {
+    const host::Object object = read<host::Object>(wrapper, a, place...);
+    return object ? object.className() : "";
+  }
+  return a.type == "Boolean"  ? text(false)
+         : a.type == "Double" ? text(0.0)
+         : a.type == "Int64"  ? text(std::int64_t{0})
+         : a.type == "UInt64" ? text(std::uint64_t{0})
+                              : text(0);
 }
 
 // The class of the Python error that `act` leaves, empty for none. It runs twice, the second time
@@ -112,6 +110,18 @@ std::string offered(std::string_view className, const std::string &line);
 
 inline host::Object newDictionary() { return host::create("PythonDictionary", "Constructor()"); }
 inline host::Object newList() { return host::create("PythonList", "Constructor()"); }
+inline host::Object getItem(const host::Object &list, int index) {
+  return list.call<host::Object>("GetItem(index as Integer) as PythonEntity", index);
+}
+inline host::Object asTuple(const host::Object &list) {
+  return list.call<host::Object>("AsTuple() as PythonParameters");
+}
+inline host::Object keysOf(const host::Object &dictionary) {
+  return dictionary.call<host::Object>("GetKeys() as PythonList");
+}
+inline host::Object valuesOf(const host::Object &dictionary) {
+  return dictionary.call<host::Object>("GetValues() as PythonList");
+}
 inline void append(const host::Object &list, const host::Object &value) {
   list.call("Append(value as PythonEntityBase)", value);
 }
@@ -149,8 +159,8 @@ void letPythonSee(const char *name, PyObject *object);
 // Publishes "host.call()", which runs this.
 void letPythonCall(std::function<void()> hostCode);
 
-// The interpreter runs and has a tuple, __main__.value, which must end with as many references as it
-// had once the test's own variables in __main__ are gone.
+// The interpreter runs and has a tuple, __main__.value. It and True must end with as many references
+// as they had once the test's own variables in __main__ are gone.
 class WrapperTest : public RunningTest {
 protected:
   void SetUp() override;
@@ -160,6 +170,7 @@ protected:
 
 private:
   Py_ssize_t before_ = 0;
+  Py_ssize_t truths_ = 0;
 };
 
 // Calls each operation on a new wrapper while Python code in its midst calls host code, which does
