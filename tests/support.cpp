@@ -78,6 +78,6 @@ void RunningTest::SetUp() {
   quillix::init();
 }
 
-void RunningTest::attachConsole() {
-  quillix::setConsole(newConsole([this](std::string_view text) { printed.emplace_back(text); }));
+host::Object RunningTest::recorder() {
+  return newConsole([this](std::string_view text) { printed.emplace_back(text); });
 }

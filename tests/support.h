@@ -135,7 +135,8 @@ class RunningTest : public LoadedTest {
 protected:
   void SetUp() override;
 
-  // Everything printed since the start of the test, when a console was attached with it.
-  void attachConsole();
+  // A console that puts down in `printed` what it hears; and one such console, chosen.
+  host::Object recorder();
+  void attachConsole() { quillix::setConsole(recorder()); }
   std::vector<std::string> printed;
 };
