@@ -80,6 +80,7 @@ const Misuse kMisuses[] = {
        host::checkNothingAlive();
      }},
     {"Base has no method \"Judge\\(\\)\"", [] { host::create("Base").call("Judge()"); }},
+    {"has no assignable method", [] { host::create("Base").assign(kJudge, 1, nullptr, true); }},
     {"argument 1 is Double, declared Integer",
      [] { host::create("Base").call<bool>(kJudge, 1.5, nullptr); }},
     {"with 1 arguments, declared with 2", [] { host::create("Base").call<bool>(kJudge, 1); }},
@@ -89,6 +90,8 @@ const Misuse kMisuses[] = {
      [] { host::create("Base").call<double>(kJudge, 1, nullptr); }},
     {"the result 2 does not fit Boolean",
      [] { host::create("Base").call<bool>(kJudge, 2, nullptr); }},
+    {"Base is registered twice", [] { host::registerClass(&gBase); }},
+    {"malformed declaration", [] { host::parseDeclaration("Judge(level Integer)"); }},
 };
 
 TEST_F(HostTest, seesMisuse) {
