@@ -180,7 +180,9 @@ TEST_F(BindingTest, losesNothingWithARefusedInstance) {
       counts += " " + std::to_string(PyList_GET_ITEM(watched.get(), i)->ob_refcnt);
     return counts;
   };
-  const auto item = [&](int i) { return read<host::Object>(tuple, kWrapperAccessors[i], i); };
+  const auto item = [&](int i) {
+    return read<host::Object>(tuple, kWrapperAccessors[static_cast<std::size_t>(i)], i);
+  };
   const auto value = [&](const char *declaration, const auto &place) {
     return dictionary.call<host::Object>(declaration, place);
   };

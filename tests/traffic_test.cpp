@@ -23,7 +23,9 @@ std::vector<long long> census() {
 // Reads every argument as what it is, and answers with what the first one was.
 PyObject *visit(PyObject *, PyObject *arguments) {
   const Object p = parametersOver(arguments);
-  const auto wrapped = [&](int kind) { return read<Object>(p, kWrapperAccessors[kind], 3 + kind); };
+  const auto wrapped = [&](int kind) {
+    return read<Object>(p, kWrapperAccessors[static_cast<std::size_t>(kind)], 3 + kind);
+  };
   const Object tuple = wrapped(0), dictionary = wrapped(1), list = wrapped(2);
   const Object item = list.call<Object>("GetItem(index as Integer) as PythonEntity", 0);
   gSeen += get<std::int64_t>(p, 1) == 1LL << 40 && get<std::string>(p, 2) == "text" &&
