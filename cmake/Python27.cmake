@@ -42,8 +42,10 @@ get_filename_component(python_prefix "${QUILLIX_PYTHON_INCLUDE}/../.." ABSOLUTE)
 target_include_directories(quillix_python_headers SYSTEM INTERFACE
   "${QUILLIX_PYTHON_INCLUDE}" "${python_prefix}/include")
 
-# Python's own variables are fixed, so that a run does not depend on the user's settings.
-set(QUILLIX_PYTHON_ENVIRONMENT PYTHONDONTWRITEBYTECODE=1 PYTHONNOUSERSITE=1 PYTHONPATH=)
+# Python's own variables are fixed, so that a run does not depend on the user's settings. An embedded
+# Python does not read PYTHONNOUSERSITE; a folder that does not exist keeps the user's packages out.
+set(QUILLIX_PYTHON_ENVIRONMENT PYTHONDONTWRITEBYTECODE=1 PYTHONPATH=
+  "PYTHONUSERBASE=${CMAKE_CURRENT_BINARY_DIR}/no-user-packages")
 if(NOT QUILLIX_PYTHON_ROOT STREQUAL "/")
   file(GLOB python_library
     "${python_prefix}/lib/*/libpython2.7.so.1.0" "${python_prefix}/lib/libpython2.7.so.1.0")
