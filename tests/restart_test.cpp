@@ -258,24 +258,34 @@ bool underMemoryChecker() {
 
 // --- Tests ---
 
-// A life of little work shows every byte, one of much shows that all of Python gets along.
+// Measures both, and says whether the plug-in adds nothing to what Python itself leaves.
+bool addsNothing(const Life &life, int count) {
+  const Growth plain = measureApart(count, [&] {
+    EXPECT_NE(dlopen("libpython2.7.so.1.0", RTLD_LAZY | RTLD_GLOBAL), nullptr);
+    return [life] { liveOnceWithoutPlugin(life); };
+  });
+  const Growth through = measureApart(count, [&] {
+    host::load(host::pluginPath(QUILLIX_PLUGIN_PATH));
+    return [lives = std::make_shared<Lives>(life)] { lives->one(); };
+  });
+  std::printf("%d lives of %s work, wrappers %s: a life leaves %.0f bytes allocated and %.0f "
+              "resident, Python by itself %.0f and %.0f\n",
+              count, life.work, life.keep ? "kept" : "released", through.allocated,
+              through.resident, plain.allocated, plain.resident);
+  // Two runs lay out memory differently, and one of Python's arenas may come sooner.
+  constexpr double kArena = 256 * 1024;
+  return through.allocated <= plain.allocated * 1.01 + 64 &&
+         through.resident <= plain.resident * 1.05 + 2 * kArena / (count / 2);
+}
+
+// A life of little work shows every byte, one of much shows that all of Python gets along. Chance
+// adds something once; a leak does every time.
 TEST(RestartTest, growsNoFasterThanPythonByItself) {
   if (underMemoryChecker())
     GTEST_SKIP() << "a memory checker counts otherwise";
   for (const Life life : {Life{"little", false}, Life{"little", true}, Life{"much", true}}) {
     const int count = lives(24) * (life.work == std::string("much") ? 1 : 4);
-    const Growth plain = measureApart(count, [&] {
-      EXPECT_NE(dlopen("libpython2.7.so.1.0", RTLD_LAZY | RTLD_GLOBAL), nullptr);
-      return [life] { liveOnceWithoutPlugin(life); };
-    });
-    const Growth through = measureApart(count, [&] {
-      host::load(host::pluginPath(QUILLIX_PLUGIN_PATH));
-      return [lives = std::make_shared<Lives>(life)] { lives->one(); };
-    });
-    std::printf("%d lives of %s work, wrappers %s: a life leaves %.0f bytes allocated and %.0f "
-                "resident, Python by itself %.0f and %.0f\n",
-                count, life.work, life.keep ? "kept" : "released", through.allocated,
-                through.resident, plain.allocated, plain.resident);
+    EXPECT_TRUE(addsNothing(life, count) || addsNothing(life, count) || addsNothing(life, count));
   }
 }
 
