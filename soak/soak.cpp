@@ -63,7 +63,7 @@ class Thing(object):
 
 // --- Random values ---
 
-std::mt19937_64 gRandom;
+std::mt19937_64 gRandom; // NOLINT(cert-msc32-c, cert-msc51-cpp): seeded when the run starts
 
 std::uint32_t below(std::uint32_t limit) {
   return static_cast<std::uint32_t>((gRandom() >> 32) * limit >> 32);

@@ -28,7 +28,7 @@ struct Life {
 
 int lives(int unlessSaid) {
   const char *const said = std::getenv("QUILLIX_LIVES");
-  return said ? std::atoi(said) : unlessSaid;
+  return said ? static_cast<int>(std::strtol(said, nullptr, 10)) : unlessSaid;
 }
 
 // --- A life through the plug-in ---
@@ -188,7 +188,8 @@ void liveOnceWithoutPlugin(const Life &life) {
 // --- Growth ---
 
 // Bytes that the process has gained with each life: of malloc's, of which a life's median tells a
-// leak from the tables that grow now and then; and of resident memory, where Python's own arenas are.
+// leak from the tables that grow now and then (the environment keeps malloc from holding back freed
+// blocks, which it counts as allocated); and of resident memory, where Python's own arenas are.
 struct Growth {
   double allocated;
   double resident;
@@ -272,20 +273,19 @@ bool addsNothing(const Life &life, int count) {
               "resident, Python by itself %.0f and %.0f\n",
               count, life.work, life.keep ? "kept" : "released", through.allocated,
               through.resident, plain.allocated, plain.resident);
-  // Two runs lay out memory differently, and one of Python's arenas may come sooner.
+  // Tables that Python keeps are laid out by address, and one of its arenas may come sooner.
   constexpr double kArena = 256 * 1024;
-  return through.allocated <= plain.allocated * 1.01 + 64 &&
-         through.resident <= plain.resident * 1.05 + 2 * kArena / (count / 2);
+  return through.allocated <= plain.allocated * 1.02 + 64 &&
+         through.resident <= plain.resident * 1.05 + 4 * kArena / count;
 }
 
-// A life of little work shows every byte, one of much shows that all of Python gets along. Chance
-// adds something once; a leak does every time.
+// A life of little work shows every byte, one of much shows that all of Python gets along.
 TEST(RestartTest, growsNoFasterThanPythonByItself) {
   if (underMemoryChecker())
     GTEST_SKIP() << "a memory checker counts otherwise";
   for (const Life life : {Life{"little", false}, Life{"little", true}, Life{"much", true}}) {
-    const int count = lives(24) * (life.work == std::string("much") ? 1 : 4);
-    EXPECT_TRUE(addsNothing(life, count) || addsNothing(life, count) || addsNothing(life, count));
+    const int count = lives(12) * (life.work == std::string("much") ? 1 : 4);
+    EXPECT_TRUE(addsNothing(life, count));
   }
 }
 
