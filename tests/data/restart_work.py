@@ -1,0 +1,101 @@
+"""Work for one interpreter's life: the extension modules of the standard library, host code, and
+objects that refer to themselves.
+
+Left out because CPython 2.7 does not survive it by itself, with nothing else in the process:
+datetime.datetime.strptime fails in the second life, for it keeps the module _strptime of the first;
+and a thread that was started and joined may still be on its way out as the interpreter stops, and
+then crashes.
+"""
+import station
+
+
+class Thing(object):
+    """Refers to itself, so that only the garbage collector frees it."""
+
+    def __init__(self):
+        self.me = self
+
+    def method(self):
+        return self
+
+
+def values():
+    import datetime, decimal, functools, heapq, json, math, operator, random, struct, time
+    data = json.loads(json.dumps({'a': [1, 2.5, None, True, u'\xe4'], 'b': {'c': 'd'}}))
+    assert data['a'][4] == u'\xe4'
+    assert (datetime.date(2020, 2, 28) + datetime.timedelta(2)).isoformat() == '2020-03-01'
+    assert decimal.Decimal('1.10') + decimal.Decimal('2.20') == decimal.Decimal('3.30')
+    assert struct.unpack('<ihd', struct.pack('<ihd', 1, 2, 0.5)) == (1, 2, 0.5)
+    assert math.floor(time.time()) > 0 and random.Random(1).random() < 1
+    assert functools.reduce(operator.add, heapq.nsmallest(2, [3, 1, 2])) == 3
+
+
+def text():
+    import array, binascii, bz2, cStringIO, codecs, csv, hashlib, io, locale, re, unicodedata, zlib
+    assert hashlib.sha256('x').hexdigest()[:4] == '2d71'
+    assert hashlib.new('md5', 'x').hexdigest()[:4] == '9dd4'
+    for packer in zlib, bz2:
+        assert packer.decompress(packer.compress('z' * 5000)) == 'z' * 5000
+    assert binascii.unhexlify('00ff') == array.array('B', [0, 255]).tostring()
+    assert re.sub('(a+)', r'<\1>', 'baac') == 'b<aa>c' and unicodedata.name(u'a')
+    assert codecs.lookup('shift_jis').decode('\x82\xa0')[0] == u'\u3042'
+    wrapped = io.TextIOWrapper(io.BytesIO(u'\xe4\n'.encode('utf-8')), 'utf-8')
+    assert wrapped.readline() == u'\xe4\n'
+    table = cStringIO.StringIO()
+    csv.writer(table).writerow(['a', 'b,c'])
+    assert next(csv.reader([table.getvalue()])) == ['a', 'b,c'] and locale.localeconv()
+
+
+def containers():
+    import cPickle, collections, itertools, operator, sqlite3
+    point = collections.namedtuple('Point', 'x y')(1, 2)
+    assert collections.Counter('aab')['a'] == point.y == 2
+    queue = collections.deque(itertools.islice(itertools.count(), 5), 3)
+    assert list(itertools.imap(operator.neg, queue)) == [-2, -3, -4]
+    assert cPickle.loads(cPickle.dumps({'a': [Thing]}, 2)) == {'a': [Thing]}
+    base = sqlite3.connect(':memory:')
+    base.create_function('twice', 1, lambda x: 2 * x)
+    base.execute('create table t (x integer, y text)')
+    base.executemany('insert into t values (?, ?)', [(i, str(i)) for i in range(50)])
+    assert base.execute('select sum(twice(x)) from t').fetchone() == (2450,)
+    base.close()
+
+
+def markup():
+    import xml.etree.cElementTree, xml.parsers.expat
+    tree = xml.etree.cElementTree.fromstring('<a><b c="d">text</b></a>')
+    assert tree.find('b').get('c') == 'd' and xml.etree.cElementTree.tostring(tree)
+    seen = []
+    parser = xml.parsers.expat.ParserCreate()
+    parser.StartElementHandler = lambda name, attributes: seen.append(name)
+    parser.Parse('<a><b/></a>', 1)
+    assert seen == ['a', 'b']
+
+
+def system():
+    import ctypes, mmap, select, socket, ssl
+    numbers = (ctypes.c_int * 4)(3, 1, 4, 2)
+    pointer = ctypes.POINTER(ctypes.c_int)
+    compare = ctypes.CFUNCTYPE(ctypes.c_int, pointer, pointer)(lambda a, b: a[0] - b[0])
+    ctypes.CDLL(None).qsort(numbers, 4, ctypes.sizeof(ctypes.c_int), compare)
+    assert list(numbers) == [1, 2, 3, 4] and len(mmap.mmap(-1, 4096)) == 4096
+    one, other = socket.socketpair()
+    one.sendall('ping')
+    assert select.select([other], [], [], 1)[0] and other.recv(4) == 'ping'
+    assert ssl.SSLContext(ssl.PROTOCOL_SSLv23).verify_mode == ssl.CERT_NONE
+
+
+def little():
+    """Gives a value of each kind that a wrapper can hold."""
+    stop = station.Stop()
+    for i in range(20):
+        assert station.answer(i) == stop.answer(i) == i
+    Thing()
+    print 'done'
+    return 1.5, (1, 2), {'key': 'value'}, [1, 2]
+
+
+def much():
+    for part in values, text, containers, markup, system:
+        part()
+    return little()

@@ -1,0 +1,302 @@
+// The interpreter started, worked with and stopped, over and over in one process. QUILLIX_LIVES says
+// how often, for more than the suite has time for.
+
+#include "tests/fields.h"
+#include "tests/tour.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <deque>
+#include <fstream>
+#include <malloc.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+using namespace quillix;
+using host::Object;
+
+constexpr const char *kWork = "restart_work"; // the module in the test data
+
+// What a life is filled with.
+struct Life {
+  const char *work; // the module's function
+  bool keep;        // what was made of it outlives the interpreter
+};
+
+int lives(int unlessSaid) {
+  const char *const said = std::getenv("QUILLIX_LIVES");
+  return said ? static_cast<int>(std::strtol(said, nullptr, 10)) : unlessSaid;
+}
+
+// --- A life through the plug-in ---
+
+PyObject *answer(PyObject *, PyObject *arguments) {
+  const Object p = parametersOver(arguments);
+  return give(newResult(get<int>(p, p.get<int>("Count") - 1))); // behind the instance, if any
+}
+
+// Lives one after the other. Wrappers of every kind outlive some of them, are used meanwhile, and go.
+class Lives {
+public:
+  explicit Lives(const Life &life) : life_(life) {}
+  ~Lives() { setConsole(nullptr); }
+
+  void one() {
+    init();
+    for (const std::vector<Object> &old : kept_)
+      useOld(old);
+    setConsole(newConsole([this](std::string_view text) { printed_ += text.size(); }));
+    host::callShared("Quillix", "AddSearchPath(f as FolderItem)",
+                     host::newFolderItem(QUILLIX_TEST_DATA_DIR));
+    const Object station = moduleWith("station", "answer", answer);
+    const Object stop = describeClass("Stop", 1);
+    registerFunction(stop, "answer", answer);
+    station.call("AddClass(classToAdd as PythonXojoClass)", stop);
+    publish(station);
+
+    std::vector<Object> wrappers = work();
+    if (life_.keep) {
+      wrappers.insert(wrappers.end(), {station, stop});
+      kept_.push_back(std::move(wrappers));
+    }
+    wrappers.clear();
+    finalize();
+    if (kept_.size() > 3) {
+      useOld(kept_.front());
+      kept_.pop_front();
+    }
+  }
+
+  std::size_t printed() const { return printed_; }
+
+private:
+  // One wrapper of every kind.
+  std::vector<Object> work() const {
+    const Object module = getModule(kWork), function = getFunction(module, life_.work);
+    const Object result = invoke(function);
+    if (!result) {
+      PY(PyErr_Print)();
+      ADD_FAILURE() << "Python's work failed";
+      return {};
+    }
+    const Object values = read<Object>(result, kWrapperAccessors[0]);
+    const Object dictionary = read<Object>(values, kWrapperAccessors[1], 2);
+    const Object list = read<Object>(values, kWrapperAccessors[2], 3);
+    const Object type = getClass(module, "Thing"), thing = createInstance(type);
+    return {result,
+            values,
+            dictionary,
+            list,
+            module,
+            function,
+            type,
+            thing,
+            getItem(list, 0),
+            newEntity(module),
+            getModule("station"),
+            getFunction(thing, "method")};
+  }
+
+  // Whether an interpreter runs or not, they hold nothing; all but what gives them something new to
+  // hold answers so.
+  static void useOld(const std::vector<Object> &old) {
+    Tour tour(false);
+    tour.wanted = [](std::string_view name) {
+      return !name.starts_with("Constructor(") && name != "Clear()";
+    };
+    for (const Object &wrapper : old)
+      tour.visit(wrapper);
+    std::erase_if(tour.answers, [](std::string_view name) {
+      return name == "Name" || name == "OwnerModule" ||
+             name == "DeleteAttribute(name as String) as Integer";
+    });
+    EXPECT_EQ(tour.answers, std::vector<std::string>());
+    EXPECT_FALSE(errorOccurred()) << getError();
+    const Object list = newList();
+    for (const std::size_t i : {1U, 2U, 3U, 8U, 9U})
+      append(list, old[i]); // leaves Python's error
+    EXPECT_EQ(list.get<int>("Count"), 0);
+    clearError();
+  }
+
+  const Life life_;
+  std::deque<std::vector<Object>> kept_; // by life, oldest first
+  std::size_t printed_ = 0;
+};
+
+// --- The same life without the plug-in ---
+
+PyObject *swallow(PyObject *, PyObject *) { return PY(Py_BuildValue)(""); }
+
+PyObject *answerPlainly(PyObject *, PyObject *arguments) {
+  PyObject *const last = PyTuple_GET_ITEM(arguments, PyTuple_GET_SIZE(arguments) - 1);
+  return PY(PyLong_FromLong)(PyInt_AS_LONG(last));
+}
+
+void addPlainly(PyObject *list, PyObject *owned) {
+  ASSERT_NE(owned, nullptr) << takeErrorClass();
+  PY(PyList_Append)(list, owned);
+  Py_DECREF(owned);
+}
+
+// What the plug-in's wrappers would hold is abandoned here, too.
+void liveOnceWithoutPlugin(const Life &life) {
+  static PyMethodDef write[] = {{"write", swallow, METH_VARARGS, nullptr}, {}};
+  static PyMethodDef answers[] = {{"answer", answerPlainly, METH_VARARGS, nullptr}, {}};
+  const auto newModule = [](const char *name, PyMethodDef *methods) {
+    return PY(Py_InitModule4)(name, methods, nullptr, nullptr, PYTHON_API_VERSION);
+  };
+  char path[] = "path", out[] = "stdout";
+  PY(Py_Initialize)();
+  PY(PySys_SetObject)(out, newModule("aview", write));
+  addPlainly(PY(PySys_GetObject)(path), PY(PyString_FromString)(QUILLIX_TEST_DATA_DIR));
+
+  PyObject *const station = newModule("station", answers), *const dict = PY(PyDict_New)();
+  PyObject *const name = PY(PyString_FromString)("Stop");
+  PyObject *const stop = PY(PyClass_New)(nullptr, dict, name);
+  PyObject *const function = PY(PyCFunction_NewEx)(answers, nullptr, nullptr);
+  PyObject *const method = PY(PyMethod_New)(function, nullptr, stop);
+  PY(PyDict_SetItemString)(dict, "answer", method);
+  PY(PyObject_SetAttrString)(station, "Stop", stop);
+  for (PyObject *made : {dict, name, stop, function, method})
+    Py_DECREF(made);
+
+  PyObject *const module = PY(PyImport_ImportModule)(kWork);
+  ASSERT_NE(module, nullptr);
+  std::vector<PyObject *> owned = {module, PY(PyObject_GetAttrString)(module, life.work),
+                                   PY(PyObject_GetAttrString)(module, "Thing")};
+  owned.push_back(PY(PyObject_CallObject)(owned[1], nullptr)); // what work() gave
+  owned.push_back(PY(PyObject_CallObject)(owned[2], nullptr)); // an instance
+  ASSERT_TRUE(owned[3] && owned[4]);
+  owned.push_back(PY(PyObject_GetAttrString)(owned[4], "method"));
+  for (PyObject *shared : {owned[3], PyTuple_GET_ITEM(owned[3], 2), PyTuple_GET_ITEM(owned[3], 3),
+                           PyList_GET_ITEM(PyTuple_GET_ITEM(owned[3], 3), 0), station}) {
+    Py_INCREF(shared);
+    owned.push_back(shared);
+  }
+  static int hostObject = 0;
+  owned.push_back(PY(PyCapsule_New)(&hostObject, nullptr, nullptr));
+  if (!life.keep)
+    for (PyObject *object : owned)
+      Py_DECREF(object);
+  PY(Py_Finalize)();
+}
+
+// --- Growth ---
+
+// Bytes that the process has gained with each life: of malloc's, of which a life's median tells a
+// leak from the tables that grow now and then (the environment keeps malloc from holding back freed
+// blocks, which it counts as allocated); and of resident memory, where Python's own arenas are.
+struct Growth {
+  double allocated;
+  double resident;
+};
+
+double allocatedBytes() {
+  const struct mallinfo2 info = mallinfo2();
+  return static_cast<double>(info.uordblks + info.hblkhd);
+}
+
+double residentBytes() {
+  long size = 0, resident = 0;
+  std::ifstream("/proc/self/statm") >> size >> resident;
+  return static_cast<double>(resident * sysconf(_SC_PAGESIZE));
+}
+
+// The first half of the lives warms up.
+Growth measure(int count, const std::function<void()> &live) {
+  std::vector<double> steps;
+  double before = 0, resident = 0;
+  for (int i = 0; i < count && !::testing::Test::HasFailure(); ++i) {
+    if (i == count / 2)
+      resident = residentBytes();
+    live();
+    const double now = allocatedBytes();
+    if (i >= count / 2)
+      steps.push_back(now - before);
+    before = now;
+  }
+  if (steps.empty())
+    return {};
+  resident = (residentBytes() - resident) / static_cast<double>(steps.size());
+  std::ranges::nth_element(steps, steps.begin() + static_cast<std::ptrdiff_t>(steps.size() / 2));
+  return {steps[steps.size() / 2], resident};
+}
+
+// In a process of its own, all of whose growth is that of these lives.
+Growth measureApart(int count, const std::function<std::function<void()>()> &prepare) {
+  int ends[2] = {};
+  EXPECT_EQ(pipe(ends), 0);
+  std::fflush(nullptr);
+  const pid_t child = fork();
+  if (child == 0) {
+    const Growth growth = measure(count, prepare());
+    const bool told = write(ends[1], &growth, sizeof growth) == sizeof growth;
+    _exit(told && !::testing::Test::HasFailure() ? 0 : 1);
+  }
+  close(ends[1]);
+  Growth growth{};
+  int status = -1;
+  EXPECT_EQ(::read(ends[0], &growth, sizeof growth), static_cast<ssize_t>(sizeof growth));
+  EXPECT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+  close(ends[0]);
+  return growth;
+}
+
+// malloc's figures are not those of the tool's allocator, and a freed block stays resident.
+bool underMemoryChecker() {
+#ifdef __SANITIZE_ADDRESS__
+  return true;
+#else
+  const char *const preloaded = std::getenv("LD_PRELOAD");
+  return preloaded && std::string_view(preloaded).find("vgpreload") != std::string_view::npos;
+#endif
+}
+
+// --- Tests ---
+
+// Measures both, and says whether the plug-in adds nothing to what Python itself leaves.
+bool addsNothing(const Life &life, int count) {
+  const Growth plain = measureApart(count, [&] {
+    EXPECT_NE(dlopen("libpython2.7.so.1.0", RTLD_LAZY | RTLD_GLOBAL), nullptr);
+    return [life] { liveOnceWithoutPlugin(life); };
+  });
+  const Growth through = measureApart(count, [&] {
+    host::load(host::pluginPath(QUILLIX_PLUGIN_PATH));
+    return [lives = std::make_shared<Lives>(life)] { lives->one(); };
+  });
+  std::printf("%d lives of %s work, wrappers %s: a life leaves %.0f bytes allocated and %.0f "
+              "resident, Python by itself %.0f and %.0f\n",
+              count, life.work, life.keep ? "kept" : "released", through.allocated,
+              through.resident, plain.allocated, plain.resident);
+  // Tables that Python keeps are laid out by address, and one of its arenas may come sooner.
+  constexpr double kArena = 256 * 1024;
+  return through.allocated <= plain.allocated * 1.02 + 64 &&
+         through.resident <= plain.resident * 1.05 + 4 * kArena / count;
+}
+
+// A life of little work shows every byte, one of much shows that all of Python gets along.
+TEST(RestartTest, growsNoFasterThanPythonByItself) {
+  if (underMemoryChecker())
+    GTEST_SKIP() << "a memory checker counts otherwise";
+  for (const Life life : {Life{"little", false}, Life{"little", true}, Life{"much", true}}) {
+    const int count = lives(12) * (life.work == std::string("much") ? 1 : 4);
+    EXPECT_TRUE(addsNothing(life, count));
+  }
+}
+
+using RestartsTest = LoadedTest;
+
+TEST_F(RestartsTest, keepNothingAndHarmNothing) {
+  Lives many({"much", true});
+  const int count = lives(8);
+  for (int i = 0; i < count; ++i)
+    many.one();
+  EXPECT_EQ(many.printed(), static_cast<std::size_t>(count) * std::size("done"));
+}
+
+} // namespace
