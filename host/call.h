@@ -73,6 +73,7 @@ public:
   std::uint32_t encoding() const { return string_ ? string_->encoding : 0; }
   std::uint32_t locks() const { return string_ ? string_->locks : 0; }
   explicit operator bool() const { return string_ != nullptr; }
+  bool operator==(const String &other) const = default; // the same string, not the same text
 
 private:
   REALstring string_ = nullptr;

@@ -35,6 +35,7 @@ constexpr std::uint32_t kFreedString = 0x52545346u;
 constinit Block gObjects{0, 0, &gObjects, &gObjects, 0}; // rings, oldest first
 constinit Block gStrings{0, 0, &gStrings, &gStrings, 0};
 constinit bool gEmptyStringObjects = false;
+constinit bool gCountLocks = true;
 
 void link(Block &ring, Block *block) {
   block->previous = ring.previous;
@@ -216,14 +217,14 @@ REALstring newString(std::string_view bytes, std::uint32_t encoding) {
 void useEmptyStringObjects(bool use) { gEmptyStringObjects = use; }
 
 void lock(REALobject object) {
-  if (!object)
+  if (!object || !gCountLocks)
     return;
   requireObject(object, "REALLockObject");
   addLock(object, "REALLockObject");
 }
 
 void unlock(REALobject object) {
-  if (!object)
+  if (!object || !gCountLocks)
     return;
   requireObject(object, "REALUnlockObject");
   if (--object->locks == 0)
@@ -231,14 +232,14 @@ void unlock(REALobject object) {
 }
 
 void lock(REALstring string) {
-  if (!string)
+  if (!string || !gCountLocks)
     return;
   requireString(string, "REALLockString");
   addLock(string, "REALLockString");
 }
 
 void unlock(REALstring string) {
-  if (!string)
+  if (!string || !gCountLocks)
     return;
   requireString(string, "REALUnlockString");
   if (--string->locks != 0)
@@ -306,6 +307,8 @@ void checkNothingAlive() {
   if (const std::string report = survivors(); !report.empty())
     misuse("%s", report.c_str());
 }
+
+void countLocks(bool count) { gCountLocks = count; }
 
 void keepFreedBlocks(bool keep) {
   gKeepFreed = keep;

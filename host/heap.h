@@ -88,6 +88,9 @@ std::string survivors();
 // For the end of a test or program: aborts with the list of survivors when there are any.
 void checkNothingAlive();
 
+// Off for a host that offers a plug-in no locks: nothing is counted then, and nothing goes.
+void countLocks(bool count);
+
 // Freed blocks are kept for a while, so that their use can be seen. Off for measurements of speed.
 void keepFreedBlocks(bool keep);
 void giveFreedBlocksBack();

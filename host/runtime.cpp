@@ -34,7 +34,15 @@ bool offered(std::string_view name) {
   return !state().withheld.contains(name);
 }
 
-bool refuses(int &callsLeft) { return callsLeft > 0 && --callsLeft == 0; }
+bool refuses(int &left) { return left > 0 && --left == 0; }
+
+int &callsLeft(std::string_view entryName) {
+  if (entryName == "CreateInstance")
+    return state().refuseInstance;
+  if (entryName == "REALBuildStringWithEncoding")
+    return state().refuseString;
+  misuse("%.*s cannot refuse", static_cast<int>(entryName.size()), entryName.data());
+}
 
 template <class F> void *address(F *function) { return reinterpret_cast<void *>(function); }
 
@@ -157,16 +165,17 @@ int lookups(std::string_view name) {
   return found == state().lookups.end() ? 0 : found->second;
 }
 
+std::vector<std::string> lookedUp() {
+  std::vector<std::string> names;
+  for (const auto &[name, count] : state().lookups)
+    names.push_back(name);
+  return names;
+}
+
 void forgetLookups() { state().lookups.clear(); }
 
-void refuseCall(std::string_view entryName, int nth) {
-  if (entryName == "CreateInstance")
-    state().refuseInstance = nth;
-  else if (entryName == "REALBuildStringWithEncoding")
-    state().refuseString = nth;
-  else
-    misuse("%.*s cannot refuse", static_cast<int>(entryName.size()), entryName.data());
-}
+void refuseCall(std::string_view entryName, int nth) { callsLeft(entryName) = nth; }
+bool refusalPending(std::string_view entryName) { return callsLeft(entryName) > 0; }
 
 void load(const std::string &path) {
   if (state().plugin)

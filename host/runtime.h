@@ -7,6 +7,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 #ifndef QUILLIX_PLUGIN_PATH
 #define QUILLIX_PLUGIN_PATH "Quillix.so"
@@ -27,11 +28,13 @@ void restoreAll();
 
 // How often a plug-in has asked for an entry point, or for a global or object method.
 int lookups(std::string_view name);
+std::vector<std::string> lookedUp(); // the names of all that was asked for
 void forgetLookups();
 
 // Makes one call answer nil: the nth from now, 1 being the next. Entry points that can refuse are
 // "CreateInstance" and "REALBuildStringWithEncoding". 0 takes the request back.
 void refuseCall(std::string_view entryName, int nth);
+bool refusalPending(std::string_view entryName);
 
 // --- the plug-in ---
 

@@ -1,7 +1,7 @@
 // Calls every member that a plug-in registered, for promises that hold of all of them alike.
 #pragma once
 
-#include "host/call.h"
+#include "host/member.h"
 
 #include <functional>
 #include <string>
@@ -24,8 +24,8 @@ public:
   int calls = 0;
 
 private:
-  void call(const char *name, HostFunction function, std::span<const host::Type> parameters,
-            const host::Type &result, REALobject self);
+  void call(const host::Member &member, const host::Object &self);
+  host::Value argument(const host::Type &type) const;
 
   const bool nil_;
 };
