@@ -107,8 +107,10 @@ protected:
     const host::Object keys = dictionary.call<host::Object>("GetKeys() as PythonList");
     EXPECT_EQ(!keys, omitted == "PyDict_Keys");
     *calls = 0;
+    Tour tour(false);
+    tour.wanted = [](std::string_view name) { return name != "Count"; }; // the answer is no number
     if (keys)
-      Tour(false).visit(keys);
+      tour.visit(keys);
     else
       dictionary.call("Remove(key as String)", "key");
     EXPECT_EQ(*calls == 0, omitted == "PyDict_Keys" || omitted == "PyList_Sort");
