@@ -122,9 +122,16 @@ constinit CapsuleTable gCapsules;
 
 // Python calls it as it frees a capsule. The host object comes from the table: what a capsule
 // points at can be changed by other code in the process.
+//
+// The end of the host object may run host code. An error that this leaves does not stay, because
+// nothing failed where Python let go of the capsule; a garbage collection would even abort.
 void Capsule_Destructor(PyObject *capsule) {
   PythonCall call;
+  bool hadError = EPyErr_Occurred();
   EUnlockObject(gCapsules.remove(capsule));
+  if (!hadError && EPyErr_Occurred()) {
+    EPyErr_Clear();
+  }
 }
 
 } // namespace

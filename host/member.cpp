@@ -48,18 +48,18 @@ template <class Use> Value withTypeOf(Kind kind, Use use) {
   misuse("a declared type of no kind");
 }
 
-struct Invocation {
+template <bool ofInstance> struct Invocation {
   const Callee callee;
   std::span<const Type> types;
   std::span<const Value> arguments;
 
   // Takes the arguments one by one, as C values, behind those that are there already.
   template <class... C> Value with(C... ready) const {
-    constexpr std::size_t kMost = 3; // the instance included
+    constexpr std::size_t kMost = 2;
     const std::size_t taken = types.size() - rest;
     if (rest == 0)
       return finish(ready...);
-    if constexpr (sizeof...(C) == kMost)
+    if constexpr (sizeof...(C) == kMost + (ofInstance ? 1 : 0))
       misuse("%s.%s: more parameters than any other member has", callee.owner.name.c_str(),
              callee.name);
     else
@@ -74,7 +74,8 @@ struct Invocation {
           const auto passed = detail::pass(*value);
           if constexpr (std::is_same_v<T, Object>)
             detail::checkInstance(callee, types[taken], passed.raw());
-          return Invocation{callee, types, arguments, rest - 1}.with(ready..., passed.raw());
+          return Invocation<ofInstance>{callee, types, arguments, rest - 1}.with(ready...,
+                                                                                 passed.raw());
         }
       });
   }
@@ -126,13 +127,12 @@ Value call(const Member &member, const Object &self, std::span<const Value> argu
   if (arguments.size() != member.parameters.size())
     misuse("%s.%s: called with %zu arguments, declared with %zu", member.owner->name.c_str(),
            callee.name, arguments.size(), member.parameters.size());
-  const Invocation invocation{callee, member.parameters, arguments, arguments.size()};
   if (member.role == Role::Shared)
-    return invocation.with();
+    return Invocation<false>{callee, member.parameters, arguments, arguments.size()}.with();
   if (!isA(classOf(self.get(), callee.name), member.owner->name))
     misuse("%s.%s: called on a %s", member.owner->name.c_str(), callee.name,
            self.className().c_str());
-  return invocation.with(self.get());
+  return Invocation<true>{callee, member.parameters, arguments, arguments.size()}.with(self.get());
 }
 
 std::string textOf(const Value &value) {

@@ -1,0 +1,518 @@
+#include "fuzz/player.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+
+#include "fuzz/expectation.h"
+#include "fuzz/python.h"
+
+using host::Kind;
+using host::Member;
+using host::Object;
+using host::String;
+using host::Value;
+using model::Expected;
+
+namespace {
+
+constexpr std::size_t kPoolSize = 24;
+constexpr int kDeepest = 3; // host code inside Python code inside host code ...
+constexpr int kMostSteps = 200;
+
+[[noreturn]] void fail(const std::string &what) {
+  std::fprintf(stderr, "fuzz: %s\n", what.c_str());
+  std::abort();
+}
+
+// --- What a wrapper holds, seen from behind -------------------------------------------------------
+
+// The head of the class data of the two classes that hold a value.
+struct Held {
+  PyObject *object;
+  std::uintptr_t interpreter;
+};
+
+const Held *heldBy(REALobject object) {
+  for (const char *root : {"PythonEntityBase", "PythonResult"})
+    if (host::isA(*object->type, root))
+      return &host::classData<Held>(object, *host::requireClass(root).record);
+  return nullptr;
+}
+
+// The plug-in made it unless it has a name.
+REALobject objectOfCapsule(PyObject *capsule) {
+  return PY(PyCapsule_GetName)(capsule)
+             ? nullptr
+             : static_cast<REALobject>(PY(PyCapsule_GetPointer)(capsule, nullptr));
+}
+
+// --- Bytes ----------------------------------------------------------------------------------------
+
+class Input {
+public:
+  Input(const std::uint8_t *bytes, std::size_t count) : next_(bytes), end_(bytes + count) {}
+  bool empty() const { return next_ == end_; }
+  unsigned byte() { return next_ == end_ ? 0 : *next_++; }
+  std::size_t below(std::size_t count) { return count ? byte() % count : 0; }
+  template <class T, std::size_t N> const T &oneOf(const T (&choices)[N]) {
+    return choices[below(N)];
+  }
+
+private:
+  const std::uint8_t *next_;
+  const std::uint8_t *end_;
+};
+
+using namespace std::string_view_literals;
+constexpr std::string_view kNames[] = {
+    "number"sv,  "big"sv,   "huge"sv, "fraction"sv, "truth"sv,    "text"sv,   "pair"sv,
+    "items"sv,   "mapping"sv, "capsule"sv, "held"sv, "Class"sv,   "Odd"sv,    "call"sv,
+    "back"sv,    "first"sv, "prelude"sv, "published"sv, "string"sv, "missing"sv, "__dict__"sv,
+    "function"sv, "a\0b"sv, ""sv,     "\xc3\xa9"sv};
+constexpr const char *kFunctions[] = {"first", "echo", "hold", "release", "back", "say",
+                                      "fail",  "change", "odd", "Class", "Odd"};
+constexpr std::int32_t kIndexes[] = {0, 1, 2, 3, 5, 9, -1, -3, 200};
+constexpr std::int64_t kIntegers[] = {0,
+                                      1,
+                                      -1,
+                                      5,
+                                      200,
+                                      INT32_MAX,
+                                      INT32_MIN,
+                                      std::int64_t{1} << 31,
+                                      std::int64_t{1} << 40,
+                                      INT64_MAX,
+                                      INT64_MIN};
+constexpr double kDoubles[] = {0.0, -0.0, 1.0, 1.5, -2.5, 1e300,
+                               std::numeric_limits<double>::infinity()};
+
+// --- The player -----------------------------------------------------------------------------------
+
+class Player {
+public:
+  Player(const std::uint8_t *bytes, std::size_t count) : input_(bytes, count) {}
+  void run();
+  PyObject *called(PyObject *arguments); // by Python
+
+private:
+  void step();
+  void nested();
+  void start();
+  void stop();
+  void callAny(const std::vector<Member> &members, const Object &self);
+  void callPython();
+  void listen(const Object &object);
+  void perform(const Member &member, const Object &self, const std::vector<Value> &arguments);
+  void check(const Member &member, const Object &self, const Expected &expected,
+             const Value &result, bool errorBefore);
+  void keep(Object object);
+  void learn();
+  Value argument(const Member &member, const host::Type &type);
+  Object instanceOf(std::string_view className);
+  PyObject *reallyHeld(REALobject object) const;
+  bool agrees(REALobject object);
+
+  Input input_;
+  Object pool_[kPoolSize];
+  PyObject *arguments_ = nullptr; // of the innermost call from Python
+  int depth_ = 0;
+  int steps_ = 0;
+  bool finishing_ = false;
+  bool disturbed_ = false; // host code ran inside the call
+  bool published_ = false;
+  bool stopping_ = false; // the interpreter is being taken apart, or has been
+  model::World world_;
+  std::map<REALobject, model::Wrapper> wrappers_;
+};
+
+Player *gPlayer = nullptr;
+std::uintptr_t gTag = 0; // with which what belongs to the running interpreter is marked
+
+bool running() { return gTag != 0; }
+bool errorOccurred() { return running() && PY(PyErr_Occurred)(); }
+void shared(const char *declaration) { host::callShared("Quillix", declaration); }
+
+std::string gSurvivors; // of the start of Python
+
+PyObject *hostFunction(PyObject *, PyObject *arguments) { return gPlayer->called(arguments); }
+PyObject *hostFailure(PyObject *, PyObject *) { return nullptr; } // and no error: Python sees to it
+
+const std::vector<Member> &membersOf(const Object &object) {
+  static std::map<const host::Class *, std::vector<Member>> members;
+  std::vector<Member> &found = members[&object.type()];
+  if (found.empty())
+    found = host::membersOf(object.type());
+  return found;
+}
+
+// All but what starts and stops, which has steps of its own.
+const std::vector<Member> &sharedMembers() {
+  static const std::vector<Member> members = [] {
+    std::vector<Member> all = host::sharedMembers();
+    std::erase_if(all, [](const Member &member) {
+      return member.name.starts_with("Init(") || member.name.starts_with("Finalize(");
+    });
+    return all;
+  }();
+  return members;
+}
+
+void runPython(const char *source) {
+  if (PY(PyRun_SimpleStringFlags)(source, nullptr) != 0)
+    fail(std::string("Python failed at ") + source);
+}
+
+// Makes what the steps use in an interpreter that has just been started.
+void preparePython() {
+  const Object sample = host::callShared<Object>(
+      "PythonEntity", "FromBoolean(value as Boolean) as PythonEntity", true);
+  gTag = heldBy(sample.get())->interpreter;
+  const Object module = host::create(
+      "PythonXojoModule", "Constructor(name as String, methodCount as UInt32)", "published", 1u);
+  module.call("RegisterFunction(name as String, fuction as Ptr)", "function", hostFunction);
+  host::callShared("Quillix", "RegisterXojoModule(xojoModule as PythonXojoModule)", module);
+  runPython("import gc, imp, sys\n"
+            "code = compile(open('" QUILLIX_SOURCE_DIR "/fuzz/prelude.py').read(), 'prelude.py', "
+            "'exec')\n"
+            "def prepare():\n"
+            "  module = sys.modules['prelude'] = imp.new_module('prelude')\n"
+            "  exec code in module.__dict__\n"
+            "path = list(sys.path)\n"
+            "def clean():\n"
+            "  sys.modules.pop('prelude').__dict__.clear()\n"
+            "  for name in set(sys.modules) - known: del sys.modules[name]\n"
+            "  sys.path[:] = path\n"
+            "  sys.exc_clear()\n"
+            "  gc.collect()\n"
+            "import datetime, string\n"
+            "known = set(sys.modules) | set(['prelude'])\n"
+            "prepare()\n");
+}
+
+void startPython() {
+  shared("Init()");
+  preparePython();
+  gSurvivors = host::survivors();
+}
+
+PyObject *Player::reallyHeld(REALobject object) const {
+  const Held *const held = heldBy(object);
+  return held && running() && held->interpreter == gTag ? held->object : nullptr;
+}
+
+void Player::run() {
+  gPlayer = this;
+  learn();
+  while (!input_.empty() && steps_ < kMostSteps)
+    step();
+  for (const Object &object : pool_)
+    if (object && !agrees(object.get()))
+      fail("at the end, a " + object.className() + " is not what it should be");
+
+  // Everything is put away, in a row and with nobody interfering.
+  finishing_ = true;
+  host::callShared("Quillix", "SetConsoleOutput(output as QuillixConsoleOutput)", nullptr);
+  for (Object &object : pool_)
+    object = nullptr;
+  if (!running())
+    startPython();
+  PY(PyErr_Clear)();
+  runPython("clean()");
+  if (published_) {
+    shared("Finalize()");
+    startPython();
+  } else {
+    runPython("prepare()");
+  }
+  if (host::survivors() != gSurvivors)
+    fail("something is left:\n" + host::survivors());
+  host::giveFreedBlocksBack();
+  gPlayer = nullptr;
+}
+
+void Player::step() {
+  ++steps_;
+  const unsigned what = input_.byte();
+  Object &place = pool_[input_.below(kPoolSize)];
+  if (what < 2)
+    return stop();
+  if (what < 8)
+    return start();
+  if (what < 40) {
+    const auto &members = sharedMembers();
+    return callAny(members, nullptr);
+  }
+  if (what < 70)
+    return callPython();
+  if (what < 80)
+    return listen(place);
+  if (what < 90)
+    return keep(nullptr);
+  if (what < 120 || !place) {
+    static const std::vector<const host::Class *> all = [] {
+      std::vector<const host::Class *> registered;
+      for (const host::Class *type : host::classes())
+        if (type->registered)
+          registered.push_back(type);
+      return registered;
+    }();
+    return keep(host::create(all[input_.below(all.size())]->name));
+  }
+  const Object self = place; // it may go from the pool meanwhile
+  callAny(membersOf(self), self);
+}
+
+// Host code that runs inside a call.
+void Player::nested() {
+  disturbed_ = true;
+  learn();
+  if (finishing_ || depth_ == kDeepest)
+    return;
+  ++depth_;
+  for (std::size_t i = input_.below(4); i > 0 && !input_.empty() && steps_ < kMostSteps; --i)
+    step();
+  --depth_;
+  disturbed_ = true;
+}
+
+void Player::stop() {
+  const bool outer = std::exchange(stopping_, true);
+  shared("Finalize()");
+  stopping_ = outer;
+  if (PY(Py_IsInitialized)() || stopping_)
+    return; // refused inside a call
+  gTag = 0;
+  published_ = false;
+  learn();
+}
+
+void Player::start() {
+  shared("Init()");
+  if (running() || stopping_ || !PY(Py_IsInitialized)())
+    return;
+  preparePython();
+  learn();
+}
+
+void Player::callAny(const std::vector<Member> &members, const Object &self) {
+  if (members.empty())
+    return;
+  const Member &member = members[input_.below(members.size())];
+  std::vector<Value> arguments;
+  for (const host::Type &type : member.parameters)
+    arguments.push_back(argument(member, type));
+  published_ = published_ || member.name.starts_with("RegisterXojoModule(");
+  perform(member, self, arguments);
+}
+
+Value Player::argument(const Member &member, const host::Type &type) {
+  switch (type.kind) {
+  case Kind::Integer:
+    if (member.isConstructor() || (&type == &member.parameters[0] && !member.isConstructor() &&
+                                   member.role != Member::Role::Shared))
+      return input_.oneOf(kIndexes);
+    return static_cast<std::int32_t>(input_.oneOf(kIntegers));
+  case Kind::Int32:
+    return static_cast<std::int32_t>(input_.oneOf(kIntegers));
+  case Kind::UInt32:
+    return static_cast<std::uint32_t>(input_.below(4));
+  case Kind::Int64:
+    return input_.oneOf(kIntegers);
+  case Kind::UInt64:
+    return static_cast<std::uint64_t>(input_.oneOf(kIntegers));
+  case Kind::Double:
+    return input_.oneOf(kDoubles);
+  case Kind::Boolean:
+    return input_.below(2) != 0;
+  case Kind::String: {
+    const unsigned which = input_.byte();
+    if (which == 255)
+      return String::emptyObject();
+    return String(kNames[which % std::size(kNames)]);
+  }
+  case Kind::Object:
+    if (type.name == "FolderItem")
+      return host::newFolderItem("/nowhere");
+    return instanceOf(type.name);
+  case Kind::Ptr: {
+    const unsigned which = input_.byte() % 4;
+    if (!member.isConstructor())
+      return which == 0   ? static_cast<void *>(nullptr)
+             : which == 1 ? reinterpret_cast<void *>(hostFailure)
+                          : reinterpret_cast<void *>(hostFunction);
+    return static_cast<void *>(which == 0 ? nullptr : arguments_);
+  }
+  case Kind::None:
+    break;
+  }
+  fail("no argument was thought of for " + type.name);
+}
+
+// Any of the pool that fits, or nil. A wrapper as a plain object would keep itself alive.
+Object Player::instanceOf(std::string_view className) {
+  const std::size_t start = input_.below(kPoolSize + 2);
+  if (className == "Object")
+    return start < kPoolSize ? host::newFolderItem("/object") : Object();
+  for (std::size_t i = start; i < start + kPoolSize && start < kPoolSize; ++i)
+    if (const Object &object = pool_[i % kPoolSize]; object && host::isA(object.type(), className))
+      return object;
+  return nullptr;
+}
+
+// A Python function, with what is at hand.
+void Player::callPython() {
+  const Object module =
+      host::callShared<Object>("Quillix", "GetModule(name as String) as PythonModule", "prelude");
+  const char *const name = input_.oneOf(kFunctions);
+  const std::size_t count = input_.below(4);
+  Object parameters =
+      host::create("PythonParameters", "Constructor(parameterCount as Integer)",
+                   static_cast<int>(count));
+  for (std::size_t i = 0; i < count; ++i)
+    if (const Object value = instanceOf("PythonEntityBase"))
+      parameters.assign("TupleValue(index as Integer) as PythonParameters", static_cast<int>(i),
+                        host::isA(value.type(), "PythonParameters") ? value : Object());
+  const Object function =
+      module ? module.call<Object>("GetFunction(name as String) as PythonFunction", name) : nullptr;
+  keep(parameters);
+  keep(function);
+  learn();
+  if (function)
+    keep(function.call<Object>("Invoke(parameters as PythonParameters) as PythonResult",
+                               parameters));
+  disturbed_ = true;
+  learn();
+}
+
+// The object's event or its end runs host code.
+void Player::listen(const Object &object) {
+  if (!object)
+    return;
+  host::onDestroyed(object, [this] { nested(); });
+  if (object.className() == "QuillixConsoleOutput") {
+    host::onConsoleOutput(object, [this](std::string_view) { nested(); });
+    host::callShared("Quillix", "SetConsoleOutput(output as QuillixConsoleOutput)", object);
+  }
+}
+
+PyObject *Player::called(PyObject *arguments) {
+  if (finishing_)
+    return PY(Py_BuildValue)("");
+  PyObject *const outer = std::exchange(arguments_, arguments);
+  keep(host::create("PythonParameters", "Constructor(paramPtr as Ptr)", arguments));
+  nested();
+  arguments_ = outer;
+  const unsigned how = input_.byte() % 8;
+  if (how == 0)
+    return nullptr;
+  if (how == 1) {
+    host::callShared("Quillix", "SetError(errorType as Integer, message as String)",
+                     static_cast<int>(input_.below(24)), "by the host");
+    return nullptr;
+  }
+  const Object result = instanceOf("PythonResult");
+  void *const pointer = result ? result.call<void *>("GetPtr() as Ptr") : nullptr;
+  return pointer ? static_cast<PyObject *>(pointer) : PY(Py_BuildValue)("i", 1);
+}
+
+void Player::perform(const Member &member, const Object &self,
+                     const std::vector<Value> &arguments) {
+  model::Expectation expectation{world_, wrappers_, running(), [](REALobject parameters) {
+                                   return heldBy(parameters)->object->ob_refcnt == 1;
+                                 }};
+  const bool outerDisturbed = std::exchange(disturbed_, false);
+  const bool errorBefore = errorOccurred();
+  std::optional<Expected> expected;
+  if (!stopping_)
+    expected = expectation.of(member, self.get(), arguments);
+  Value result = host::call(member, self, arguments);
+  if (expected && !disturbed_)
+    check(member, self, *expected, result, errorBefore);
+  else
+    disturbed_ = true;
+  if (void *const *pointer = std::get_if<void *>(&result))
+    Py_XDECREF(static_cast<PyObject *>(*pointer));
+  if (Object *const object = std::get_if<Object>(&result); object && *object) {
+    if (expected && expected->held && !disturbed_)
+      wrappers_[object->get()] = {expected->held, 0};
+    keep(std::move(*object));
+  }
+  if (disturbed_)
+    learn();
+  disturbed_ = disturbed_ || outerDisturbed;
+}
+
+void Player::check(const Member &member, const Object &self, const Expected &expected,
+                   const Value &result, bool errorBefore) {
+  const auto wrong = [&](const std::string &what) {
+    fail(member.owner->name + "." + member.name + ": " + what);
+  };
+  if (errorOccurred() != (errorBefore || expected.error))
+    wrong(expected.error ? "no error is set" : "an error is set, or gone");
+  if (const Object *const object = std::get_if<Object>(&result)) {
+    const Object *const plain = std::get_if<Object>(&expected.value);
+    if (!expected.held && plain && *plain != *object)
+      wrong("another object than the one expected");
+    if (expected.held && (!*object || !reallyHeld(object->get()) ||
+                          !model::agrees(expected.held, reallyHeld(object->get()),
+                                         objectOfCapsule)))
+      wrong("a wrapper of something else");
+  } else if (void *const *pointer = std::get_if<void *>(&result)) {
+    if ((*pointer != nullptr) != (expected.held != nullptr) ||
+        (*pointer && *pointer != reallyHeld(self.get())))
+      wrong("a pointer to something else");
+  } else if (const String *const string = std::get_if<String>(&result)) {
+    if (string->text() != std::get<String>(expected.value).text())
+      wrong("\"" + std::string(string->text()) + "\" is the answer");
+  } else if (result != expected.value) {
+    wrong(textOf(result) + " is the answer, expected " + textOf(expected.value));
+  }
+  if (self && !agrees(self.get()))
+    wrong("not what it should be afterwards");
+}
+
+bool Player::agrees(REALobject object) {
+  if (!heldBy(object))
+    return true;
+  const model::Node *const node = wrappers_[object].held;
+  PyObject *const really = reallyHeld(object);
+  return node && really ? model::agrees(node, really, objectOfCapsule) : !node && !really;
+}
+
+// Into a place of its choice; what was there goes, and that may run host code.
+void Player::keep(Object object) {
+  Object &place = pool_[input_.below(kPoolSize)];
+  Object old = std::exchange(place, std::move(object));
+  if (old && old.locks() == 1)
+    wrappers_.erase(old.get());
+}
+
+// What is there really is what is expected from now on.
+void Player::learn() {
+  if (stopping_)
+    return;
+  std::map<REALobject, model::Wrapper> before = std::exchange(wrappers_, {});
+  world_.forgetAll();
+  for (const Object &object : pool_) {
+    if (!object || !heldBy(object.get()))
+      continue;
+    PyObject *const really = reallyHeld(object.get());
+    wrappers_[object.get()] = {really ? world_.learn(really, objectOfCapsule) : nullptr,
+                               host::isA(object.type(), "PythonParameters")
+                                   ? object.get<int>("LastError")
+                                   : 0};
+  }
+  world_.endLearning();
+}
+
+} // namespace
+
+void player::prepare() {
+  host::load(host::pluginPath(QUILLIX_PLUGIN_PATH));
+  *PY(Py_NoSiteFlag) = 1; // quick to start
+  startPython();
+}
+
+void player::play(const std::uint8_t *bytes, std::size_t count) { Player(bytes, count).run(); }
