@@ -28,15 +28,15 @@ std::optional<Accessor> accessorOf(const std::string &owner, const std::string &
     return std::nullopt;
   const std::string word = isTest ? name.substr(2) : name.substr(0, name.size() - 5);
   static const std::map<std::string, Accessor> words = {
-      {"Int32", {false, As::Long, {}}},        {"Int64", {false, As::Int64, {}}},
-      {"BigInteger", {false, As::Int64, {}}},  {"UInt64", {false, As::UInt64, {}}},
-      {"Double", {false, As::Double, {}}},     {"Boolean", {false, As::Boolean, {}}},
-      {"String", {false, As::String, {}}},     {"Object", {false, As::Object, {}}},
-      {"Tuple", {false, As::Of, Kind::Tuple}}, {"List", {false, As::Of, Kind::List}},
+      {"Int32", {false, As::Long, {}}},           {"Int64", {false, As::Int64, {}}},
+      {"BigInteger", {false, As::Int64, {}}},     {"UInt64", {false, As::UInt64, {}}},
+      {"Double", {false, As::Double, {}}},        {"Boolean", {false, As::Boolean, {}}},
+      {"String", {false, As::String, {}}},        {"Object", {false, As::Object, {}}},
+      {"Tuple", {false, As::Of, Kind::Tuple}},    {"List", {false, As::Of, Kind::List}},
       {"Dictionary", {false, As::Of, Kind::Dict}}};
   if (word == "Integer")
     return Accessor{isTest,
-                    owner == "PythonEntity"             ? As::Long
+                    owner == "PythonEntity"              ? As::Long
                     : owner == "PythonResult" && !isTest ? As::IntOrLong
                                                          : As::Int,
                     {}};
@@ -147,8 +147,8 @@ auto Expectation::of(const host::Member &member, REALobject object,
     Expected expected{host::zeroOf(member.result)};
     if (running)
       expected.held = make(name.substr(4), arguments[0], true);
-    expected.error = running && name == "FromObject" && !expected.held &&
-                     std::get<host::Object>(arguments[0]);
+    expected.error =
+        running && name == "FromObject" && !expected.held && std::get<host::Object>(arguments[0]);
     return expected;
   }
   if (!object)
@@ -160,8 +160,7 @@ auto Expectation::of(const host::Member &member, REALobject object,
   if (const auto accessor = accessorOf(owner, name);
       accessor && owner == "PythonParameters" && !setter) {
     const std::int32_t i = integerOf(arguments[0]);
-    const bool there =
-        self.held && i >= 0 && static_cast<std::size_t>(i) < self.held->items.size();
+    const bool there = self.held && i >= 0 && static_cast<std::size_t>(i) < self.held->items.size();
     return read(*accessor, there ? self.held->items[static_cast<std::size_t>(i)] : nullptr,
                 member.result);
   }
@@ -214,15 +213,14 @@ auto Expectation::ofParameters(const std::string &declaration, bool setter, Wrap
   if (!self.held)
     return Expected{};
   const std::string name = declaration.substr(0, declaration.find('('));
-  const bool container =
-      name == "TupleValue" || name == "DictionaryValue" || name == "ListValue";
+  const bool container = name == "TupleValue" || name == "DictionaryValue" || name == "ListValue";
   const std::int32_t i = integerOf(arguments[0]);
   if (container && !std::get<host::Object>(arguments[1]))
     return self.lastError = 3, Expected{};
   if (i < 0 || static_cast<std::size_t>(i) >= self.held->items.size())
     return self.lastError = 2, Expected{};
-  Node *const item = container ? heldBy(arguments[1])
-                               : make(name.substr(0, name.size() - 5), arguments[1], false);
+  Node *const item =
+      container ? heldBy(arguments[1]) : make(name.substr(0, name.size() - 5), arguments[1], false);
   if (!item)
     return self.lastError = container ? 3 : 1, Expected{{}, nullptr, !container};
   if (!isWritable(object) || item == self.held)
@@ -231,8 +229,8 @@ auto Expectation::ofParameters(const std::string &declaration, bool setter, Wrap
   return Expected{};
 }
 
-auto Expectation::ofList(const std::string &name, Wrapper &self,
-                         std::span<const Value> arguments) -> Result {
+auto Expectation::ofList(const std::string &name, Wrapper &self, std::span<const Value> arguments)
+    -> Result {
   if (name == "Constructor" || name == "Clear") {
     if (running)
       self.held = world.container(Kind::List);
@@ -359,8 +357,8 @@ auto Expectation::ofResult(const host::Member &member, const std::string &name, 
     return std::nullopt;
   if (!running)
     return Expected{};
-  self.held = arguments.empty() ? world.none()
-                                : make(member.parameters[0].name, arguments[0], true);
+  self.held =
+      arguments.empty() ? world.none() : make(member.parameters[0].name, arguments[0], true);
   return Expected{{}, nullptr, !self.held};
 }
 

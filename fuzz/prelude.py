@@ -1,6 +1,6 @@
 """What Python does with what host code hands over."""
 
-import datetime
+import cStringIO
 
 number = 5
 big = 1 << 40
@@ -11,7 +11,7 @@ text = 'text'
 pair = (1, 'two')
 items = [3, 1, 2]
 mapping = {'number': 1, 'text': 'x', 5: 'five', (1, 'two'): []}
-capsule = datetime.datetime_CAPI
+capsule = cStringIO.cStringIO_CAPI
 held = []
 
 

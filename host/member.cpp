@@ -11,8 +11,7 @@ void addMethods(std::vector<Member> &members, const Class &owner,
                 const std::vector<Method> &methods, Role role) {
   for (const auto &[row, signature] : methods) {
     std::vector<Type> types = signature.parameters;
-    members.push_back(
-        {&owner, role, row->declaration, row->function, types, signature.result});
+    members.push_back({&owner, role, row->declaration, row->function, types, signature.result});
     if (row->setter) {
       types.push_back(signature.result);
       members.push_back({&owner, Role::Setter, row->declaration, row->setter, types, {}});

@@ -185,7 +185,8 @@ std::vector<Value> candidates(const Stock &stock, const Member &member, const ho
       values.emplace_back(host::String(name));
     return values;
   case Kind::Object:
-    if (type.name == "FolderItem" || type.name == "Object") // no wrapper: it might keep itself alive
+    if (type.name == "FolderItem" ||
+        type.name == "Object") // no wrapper: it might keep itself alive
       return {stock.thing, Object()};
     for (const Object &object : stock.objects)
       if (host::isA(object.type(), type.name))
@@ -303,7 +304,9 @@ struct Fault {
 template <declare::Text entry> Fault refusalOf() {
   constexpr const char *kEntry = declare::chars<entry>();
   return {[](int nth) { host::refuseCall(kEntry, nth); },
-          [] { return slots::Failure{host::refusalPending(kEntry) ? nullptr : kEntry, false}; }};
+          [] {
+            return slots::Failure{host::refusalPending(kEntry) ? nullptr : kEntry, false};
+          }};
 }
 
 // The reference that a result of type Ptr is.

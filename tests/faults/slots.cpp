@@ -170,7 +170,9 @@ QUILLIX_SYMBOLS_2(SYMBOL, NO_SYMBOL)
 QUILLIX_LIST_SYMBOLS(SYMBOL)
 QUILLIX_DICTIONARY_SYMBOLS(SYMBOL)
 
-template <class R, class... A> constexpr bool givesNothing(R (*)(A...)) { return std::is_void_v<R>; }
+template <class R, class... A> constexpr bool givesNothing(R (*)(A...)) {
+  return std::is_void_v<R>;
+}
 template <class R, class... A> constexpr bool givesNothing(R (*)(A..., ...)) { return false; }
 
 template <class Symbol> void *standInFor(void *original) {
