@@ -253,7 +253,7 @@ void Player::run() {
 void Player::step() {
   ++steps_;
   const unsigned what = input_.byte();
-  Object &place = pool_[input_.below(kPoolSize)];
+  const Object &place = pool_[input_.below(kPoolSize)];
   if (what < 2) // seldom, because it takes long
     return input_.byte() < 32 ? stop() : void();
   if (what < 8)
@@ -512,7 +512,7 @@ void Player::keep(Object object) {
 void Player::learn() {
   if (stopping_)
     return;
-  std::map<REALobject, model::Wrapper> before = std::exchange(wrappers_, {});
+  wrappers_.clear();
   world_.forgetAll();
   for (const Object &object : pool_) {
     if (!object || !heldBy(object.get()))

@@ -67,7 +67,8 @@ template <class T> consteval Carrier carrierOf() {
     return {Carrier::Pointer, sizeof(T)};
   } else {
     static_assert(std::is_integral_v<T> && sizeof(T) >= 4, "no declared type crosses as this");
-    return {std::is_signed_v<T> ? Carrier::Signed : Carrier::Unsigned, sizeof(T)};
+    constexpr bool isSigned = std::is_signed_v<T>;
+    return {isSigned ? Carrier::Signed : Carrier::Unsigned, sizeof(T)};
   }
 }
 
