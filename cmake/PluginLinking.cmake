@@ -45,8 +45,13 @@ function(quillix_link_plugin target)
     "LINKER:--version-script=${CMAKE_CURRENT_SOURCE_DIR}/cmake/Quillix.map"
     LINKER:--as-needed LINKER:--gc-sections)
 
-  if(QUILLIX_SANITIZE)
-    # The sanitizers bring run-time libraries of their own; clang leaves their symbols to the program.
+  if(QUILLIX_COVERAGE)
+    set(coverage -fprofile-instr-generate -fcoverage-mapping)
+    target_compile_options(${target} PRIVATE ${coverage})
+    target_link_options(${target} PRIVATE ${coverage})
+  endif()
+  if(QUILLIX_SANITIZE OR QUILLIX_COVERAGE)
+    # These bring run-time libraries of their own; clang leaves the sanitizers' symbols to the program.
     target_link_libraries(${target} PRIVATE ${CMAKE_DL_LIBS})
     if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
       target_link_options(${target} PRIVATE LINKER:-z,defs)
