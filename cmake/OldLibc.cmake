@@ -10,6 +10,7 @@ file(GLOB old_loader "${old_libc}/ld-linux*.so.*")
 
 add_executable(quillix-host-old-libc "${PROJECT_SOURCE_DIR}/cmake/newer_libc.c"
   $<TARGET_OBJECTS:quillix-host> $<TARGET_OBJECTS:quillix_host>)
+set_target_properties(quillix-host-old-libc PROPERTIES EXPORT_COMPILE_COMMANDS OFF)
 # -B and -L too, because Debian's compiler looks into the system's own folder before the sysroot.
 target_link_options(quillix-host-old-libc PRIVATE
   "--sysroot=${sysroot}" "-B${old_libc}" "-L${old_libc}" -static-libstdc++)

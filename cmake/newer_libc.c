@@ -5,5 +5,4 @@
 char __libc_single_threaded; // 2.32; false is always right
 
 // 2.36. Only for std::random_device, which nothing uses here.
-unsigned arc4random(void);
 unsigned arc4random(void) { abort(); }
