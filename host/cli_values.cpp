@@ -47,7 +47,7 @@ std::string quoted(std::string_view text) {
       result += "\\t";
     else if (c >= ' ' && c < 0x7f)
       result += c;
-    else if (const std::size_t printable = c < 0 ? printableLength(text) : 0)
+    else if (const std::size_t printable = printableLength(text))
       result += text.substr(0, length = printable);
     else {
       char escape[5];
