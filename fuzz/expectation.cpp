@@ -7,7 +7,7 @@ namespace {
 
 using host::Value;
 
-const Expected kError{{}, nullptr, true};
+const Expected kError{{}, nullptr, true, false};
 
 std::int32_t integerOf(const Value &value) { return std::get<std::int32_t>(value); }
 
@@ -329,7 +329,8 @@ auto Expectation::ofDictionary(const std::string &name, bool setter, Wrapper &se
   const Answer can = hashable(key);
   if (!can)
     return std::nullopt;
-  // Python's own rule: a look-up swallows the error of a key that cannot be one.
+  // Python's own rule: a look-up swallows the error of a key that cannot be one, and any other.
+  nothing.cleared = !*can && gets;
   if (!*can)
     return gets ? nothing : Expected{contains ? Value(true) : Value(), nullptr, true};
   auto &entries = self.held->entries;

@@ -15,6 +15,7 @@ struct Expected {
   host::Value value;    // of a result that is no wrapper
   Node *held = nullptr; // by the wrapper, or pointed to by the Ptr, that is the result
   bool error = false;   // Python's error is set
+  bool cleared = false; // one that was set before is gone
 };
 
 struct Expectation {

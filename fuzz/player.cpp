@@ -151,6 +151,14 @@ const std::vector<Member> &membersOf(const Object &object) {
   return found;
 }
 
+const std::vector<Member> &constructorsOf(const Object &object) {
+  static std::map<const host::Class *, std::vector<Member>> members;
+  auto [found, isNew] = members.try_emplace(&object.type(), membersOf(object));
+  if (isNew)
+    std::erase_if(found->second, [](const Member &member) { return !member.isConstructor(); });
+  return found->second;
+}
+
 // All but what starts and stops, which has steps of its own.
 const std::vector<Member> &sharedMembers() {
   static const std::vector<Member> members = [] {
@@ -276,7 +284,9 @@ void Player::step() {
           registered.push_back(type);
       return registered;
     }();
-    return keep(host::create(all[input_.below(all.size())]->name));
+    const Object made = host::create(all[input_.below(all.size())]->name);
+    keep(made);
+    return callAny(constructorsOf(made), made);
   }
   const Object self = place; // it may go from the pool meanwhile
   callAny(membersOf(self), self);
@@ -387,12 +397,11 @@ void Player::callPython() {
       host::callShared<Object>("Quillix", "GetModule(name as String) as PythonModule", "prelude");
   const char *const name = input_.oneOf(kFunctions);
   const std::size_t count = input_.below(4);
-  Object parameters = host::create("PythonParameters", "Constructor(parameterCount as Integer)",
-                                   static_cast<int>(count));
+  const Object list = host::create("PythonList", "Constructor()");
   for (std::size_t i = 0; i < count; ++i)
     if (const Object value = instanceOf("PythonEntityBase"))
-      parameters.assign("TupleValue(index as Integer) as PythonParameters", static_cast<int>(i),
-                        host::isA(value.type(), "PythonParameters") ? value : Object());
+      list.call("Append(value as PythonEntityBase)", value);
+  const Object parameters = list.call<Object>("AsTuple() as PythonParameters");
   const Object function =
       module ? module.call<Object>("GetFunction(name as String) as PythonFunction", name) : nullptr;
   keep(parameters);
@@ -468,7 +477,7 @@ void Player::check(const Member &member, const Object &self, const Expected &exp
   const auto wrong = [&](const std::string &what) {
     fail(member.owner->name + "." + member.name + ": " + what);
   };
-  if (errorOccurred() != (errorBefore || expected.error))
+  if (errorOccurred() != ((errorBefore && !expected.cleared) || expected.error))
     wrong(expected.error ? "no error is set" : "an error is set, or gone");
   if (const Object *const object = std::get_if<Object>(&result)) {
     const Object *const plain = std::get_if<Object>(&expected.value);
