@@ -392,7 +392,8 @@ TEST_F(FaultTest, everythingFailsOnce) {
   const Fault kFaults[] = {{slots::failCall, slots::failure},
                            refusalOf<"CreateInstance">(),
                            refusalOf<"REALBuildStringWithEncoding">()};
-  for (const Call &call : allCalls(Stock())) {
+  const std::vector<Call> calls = allCalls(Stock());
+  for (const Call &call : calls) {
     SCOPED_TRACE(describe(call));
     run(call, kFaults[0], 0);
     for (const Fault &fault : kFaults)
@@ -401,6 +402,10 @@ TEST_F(FaultTest, everythingFailsOnce) {
   }
   for (int nth = 1; !failed.contains("PySys_SetObject") && nth < 10; ++nth)
     startWithFault(nth);
+  int faults = 0;
+  for (const auto &[function, count] : failed)
+    faults += count;
+  std::printf("%zu calls of the interface, %d faults\n", calls.size(), faults);
   for (const std::string &function : slots::functionsThatCanFail())
     EXPECT_GT(failed[function], 0) << function;
 }
