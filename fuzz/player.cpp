@@ -382,7 +382,7 @@ Value Player::argument(const Member &member, const host::Type &type) {
 
 // Any of the pool that fits, or nil. A wrapper as a plain object would keep itself alive.
 Object Player::instanceOf(std::string_view className) {
-  const std::size_t start = input_.below(kPoolSize + 2);
+  const std::size_t start = input_.below(kPoolSize + kPoolSize / 4);
   if (className == "Object")
     return start < kPoolSize ? host::newFolderItem("/object") : Object();
   for (std::size_t i = start; i < start + kPoolSize && start < kPoolSize; ++i)
@@ -505,6 +505,9 @@ bool Player::agrees(REALobject object) {
   if (!heldBy(object))
     return true;
   const model::Node *const node = wrappers_[object].held;
+  if (host::isA(*object->type, "PythonParameters") &&
+      Object::share(object).get<int>("LastError") != wrappers_[object].lastError)
+    return false;
   PyObject *const really = reallyHeld(object);
   return node && really ? model::agrees(node, really, objectOfCapsule) : !node && !really;
 }
