@@ -2,6 +2,7 @@
 
 import gc
 import imp
+import published
 import stat
 import sys
 
@@ -16,6 +17,7 @@ class Nobody(object):
 sys.stderr = Nobody()
 path = list(sys.path)
 known = set(sys.modules)
+used = [(module, dict(module.__dict__)) for module in (stat, published)]
 
 
 def prepare():
@@ -29,6 +31,9 @@ def clean():
     sys.modules.pop('prelude').__dict__.clear()
     for name in set(sys.modules) - known:
         del sys.modules[name]
+    for module, attributes in used:
+        module.__dict__.clear()
+        module.__dict__.update(attributes)
     sys.path[:] = path
     sys.exc_clear()
     gc.collect()
