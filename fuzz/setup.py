@@ -36,7 +36,9 @@ def clean():
         module.__dict__.update(attributes)
     sys.path[:] = path
     sys.exc_clear()
-    gc.collect()
+    gc.collect(1)
 
 
 prepare()
+gc.collect()  # what is there now is left alone from now on; what is new is collected often
+gc.set_threshold(50, 1000000, 1000000)
