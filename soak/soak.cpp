@@ -263,12 +263,16 @@ void throughPlace(const Family &family, const Object &holder, const Value &place
   CHECK(same(call(holder, family[kind], {place}), value));
 }
 
-void readTuple(Stage &) { throughPlace(kValue, newTuple(3), 1); }
-void readDictionary(Stage &) {
-  throughPlace(kValue, newDictionary(), text(below(2) ? "key" : "other"));
+void readPlace(Stage &s) {
+  switch (below(4)) {
+  case 0:
+    return throughPlace(kValue, newTuple(3), 1);
+  case 1:
+    return throughPlace(kValue, newDictionary(), text(below(2) ? "key" : "other"));
+  default:
+    return throughPlace(kField, below(2) ? s.main : s.thing, text("field"));
+  }
 }
-void readModuleField(Stage &s) { throughPlace(kField, s.main, text("field")); }
-void readInstanceField(Stage &s) { throughPlace(kField, s.thing, text("field")); }
 
 void callWithFreshTuple(Stage &s) {
   const std::uint32_t kind = below(kKinds);
@@ -446,28 +450,23 @@ struct Operation {
   std::uint32_t weight;
   void (*run)(Stage &);
 };
-constexpr Operation kOperations[] = {
-    {400, readTuple},
-    {400, readDictionary},
-    {400, readModuleField},
-    {400, readInstanceField},
-    {800, callWithFreshTuple},
-    {800, callWithReusedTuple},
-    {800, callBack},
-    {400, readEntity},
-    {200, readResultOfEachKind},
-    {200, changeDictionary},
-    {200, changeList},
-    {200, nest},
-    {200, makeInstance},
-    {200, findAgain},
-    {5, importNothing},
-    {1, reload},
-    {200, raise},
-    {200, overflow},
-    {200, print},
-    {200, giveAndTakePointer},
-};
+constexpr Operation kOperations[] = {{1600, readPlace},
+                                     {800, callWithFreshTuple},
+                                     {800, callWithReusedTuple},
+                                     {800, callBack},
+                                     {400, readEntity},
+                                     {200, readResultOfEachKind},
+                                     {200, changeDictionary},
+                                     {200, changeList},
+                                     {200, nest},
+                                     {200, makeInstance},
+                                     {200, findAgain},
+                                     {5, importNothing},
+                                     {1, reload},
+                                     {200, raise},
+                                     {200, overflow},
+                                     {200, print},
+                                     {200, giveAndTakePointer}};
 
 void run(Stage &s, std::uint64_t operations) {
   std::vector<void (*)(Stage &)> drawn;

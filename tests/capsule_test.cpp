@@ -52,33 +52,6 @@ TEST_F(CapsuleTest, oneLockForEachCapsuleAndEachReader) {
   EXPECT_EQ(object.locks(), 1U);
 }
 
-TEST_F(CapsuleTest, pythonCodeKeepsACapsuleAsLongAsItLikes) {
-  const Object object = newObject();
-  letPythonSee("x", heldBy(newEntity(object)));
-  runPython("kept = [x, {'key': x}]; del x");
-  EXPECT_EQ(object.locks(), 2U);
-  EXPECT_EQ(get<Object>(dictionaryOf("kept[1]"), "key"), object);
-  runPython("import gc; gc.disable(); kept.append(kept); del kept");
-  EXPECT_EQ(object.locks(), 2U);
-  runPython("gc.collect()");
-  EXPECT_EQ(object.locks(), 1U);
-}
-
-TEST_F(CapsuleTest, whatIsNotStoredIsNotLocked) {
-  const Object object = newObject(), p = quillix::newParameters(1), d = newDictionary();
-  put(d, "", object);
-  EXPECT_EQ(object.locks(), 1U);
-  EXPECT_LEAVES("ValueError", newResult(Object()));
-  EXPECT_LEAVES("", EXPECT_EQ(newEntity(Object()), nullptr));
-
-  put(p, 0, object);
-  put(d, "key", object);
-  EXPECT_EQ(object.locks(), 3U);
-  put(p, 0, 1); // what takes its place sends the lock back at once
-  put(d, "key", 1);
-  EXPECT_EQ(object.locks(), 1U);
-}
-
 // Python frees them in an order that nobody can foresee.
 TEST_F(CapsuleTest, everyCapsuleFindsItsObjectWhateverTheOrder) {
   constexpr std::size_t kObjects = 300, kSlots = 500;

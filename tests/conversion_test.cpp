@@ -126,33 +126,6 @@ TEST_F(ConversionTest, readsEverythingElseAlikeInAllClasses) {
   EXPECT_EQ(object.locks(), 2U); // ours and the capsule's
 }
 
-// A wrapper read out of another one shares the object, with a reference of its own.
-TEST_F(ConversionTest, wrappersShareWhatTheyWrap) {
-  const char *const expressions[] = {"(1, 2)", "{'a': 1}", "[1, 2]"};
-  for (std::size_t kind = 0; kind < 3; ++kind) {
-    runPython("value = " + std::string(expressions[kind]));
-    const Evaluated value("value");
-    const auto expectShared = [&](const Object &outer, const auto &...place) {
-      const Accessor &accessor = kWrapperAccessors[kind];
-      if (declarationOf(outer.type(), accessor).empty())
-        return;
-      const Py_ssize_t references = value.references();
-      Object inner = read<Object>(outer, accessor, place...);
-      EXPECT_EQ(value.references(), references + 1) << outer.className() << accessor.name;
-      EXPECT_EQ(heldBy(inner), value.get());
-      host::refuseCall("CreateInstance", 1);
-      EXPECT_EQ(read<Object>(outer, accessor, place...), nullptr);
-      inner = nullptr;
-      EXPECT_EQ(value.references(), references);
-    };
-    expectShared(tupleOf("(value,)"), 0);
-    expectShared(entityOf("value"));
-    expectShared(resultOf("value"));
-  }
-  host::refuseCall("REALBuildStringWithEncoding", 1);
-  EXPECT_EQ(get<std::string>(tupleOf("('text',)"), 0), "");
-}
-
 // The value stored through each class that takes one, as Python shows it. Entities and results make
 // a long of every integer.
 template <class V>
