@@ -105,7 +105,7 @@ TEST_F(PublishTest, makesClassicClasses) {
             "assert till.count() == 1 and till.count(1, 2) == 3 == 1 + shop.Till.count(till, 5)\n"
             "class Sub(shop.Till):\n"
             "  def count(self): return 10 * shop.Till.count(self, 1)\n"
-            "assert Sub().count() == 20\n"
+            "assert Sub().count() == 20 and shop.Till.count.im_class is shop.Till\n"
             "for wrong in shop.Till.count, till.fail:\n"
             "  try: wrong()\n"
             "  except (TypeError, ValueError): pass\n"
@@ -148,6 +148,7 @@ TEST_F(PublishTest, refusesWhatCannotBePublished) {
   setError(1, "pending");
   publish(module);
   EXPECT_EQ(getError(), "pending");
+  EXPECT_EQ(module.locks(), 1U);
   // Without a list to keep the module in, Python must not point into it.
   for (const char *missing : {"CreateInstance", "Append(item as Object)"}) {
     host::withhold(missing);

@@ -10,6 +10,7 @@
 #include <deque>
 #include <fstream>
 #include <malloc.h>
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -84,18 +85,10 @@ private:
     const Object dictionary = read<Object>(values, kWrapperAccessors[1], 2);
     const Object list = read<Object>(values, kWrapperAccessors[2], 3);
     const Object type = getClass(module, "Thing"), thing = createInstance(type);
-    return {result,
-            values,
-            dictionary,
-            list,
-            module,
-            function,
-            type,
-            thing,
-            getItem(list, 0),
-            newEntity(module),
-            getModule("station"),
-            getFunction(thing, "method")};
+    const Object item = getItem(list, 0), entity = newEntity(module),
+                 station = getModule("station"), method = getFunction(thing, "method");
+    return {result, values, dictionary, list,   module,  function,
+            type,   thing,  item,       entity, station, method};
   }
 
   // Whether an interpreter runs or not, they hold nothing.
@@ -152,56 +145,46 @@ struct Growth {
   double resident;
 };
 
-double allocatedBytes() {
+Growth bytesNow() {
   const struct mallinfo2 info = mallinfo2();
-  return static_cast<double>(info.uordblks + info.hblkhd);
-}
-
-double residentBytes() {
   long size = 0, resident = 0;
   std::ifstream("/proc/self/statm") >> size >> resident;
-  return static_cast<double>(resident * sysconf(_SC_PAGESIZE));
+  return {static_cast<double>(info.uordblks + info.hblkhd),
+          static_cast<double>(resident * sysconf(_SC_PAGESIZE))};
 }
 
 // The first half of the lives warms up.
 Growth measure(int count, const std::function<void()> &live) {
   std::vector<double> steps;
-  double before = 0, resident = 0;
-  for (int i = 0; i < count && !::testing::Test::HasFailure(); ++i) {
-    if (i == count / 2)
-      resident = residentBytes();
+  for (int i = 0; i < count / 2; ++i)
     live();
-    const double now = allocatedBytes();
-    if (i >= count / 2)
-      steps.push_back(now - before);
-    before = now;
+  const Growth start = bytesNow();
+  for (int i = 0; i < count / 2 && !::testing::Test::HasFailure(); ++i) {
+    const double before = bytesNow().allocated;
+    live();
+    steps.push_back(bytesNow().allocated - before);
   }
   if (steps.empty())
     return {};
-  resident = (residentBytes() - resident) / static_cast<double>(steps.size());
-  std::ranges::nth_element(steps, steps.begin() + static_cast<std::ptrdiff_t>(steps.size() / 2));
-  return {steps[steps.size() / 2], resident};
+  const auto middle = steps.begin() + static_cast<std::ptrdiff_t>(steps.size() / 2);
+  std::ranges::nth_element(steps, middle);
+  return {*middle, (bytesNow().resident - start.resident) / static_cast<double>(steps.size())};
 }
 
 // In a process of its own, all of whose growth is that of these lives.
 Growth measureApart(int count, const std::function<std::function<void()>()> &prepare) {
-  int ends[2] = {};
-  EXPECT_EQ(pipe(ends), 0);
+  auto *const growth = static_cast<Growth *>(
+      mmap(nullptr, sizeof(Growth), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
   std::fflush(nullptr);
   const pid_t child = fork();
   if (child == 0) {
-    const Growth growth = measure(count, prepare());
-    const bool told = write(ends[1], &growth, sizeof growth) == sizeof growth;
-    _exit(told && !::testing::Test::HasFailure() ? 0 : 1);
+    *growth = measure(count, prepare());
+    _exit(::testing::Test::HasFailure());
   }
-  close(ends[1]);
-  Growth growth{};
   int status = -1;
-  EXPECT_EQ(::read(ends[0], &growth, sizeof growth), static_cast<ssize_t>(sizeof growth));
   EXPECT_EQ(waitpid(child, &status, 0), child);
   EXPECT_EQ(status, 0);
-  close(ends[0]);
-  return growth;
+  return *growth;
 }
 
 // malloc's figures are not those of the tool's allocator, and a freed block stays resident.
