@@ -93,4 +93,15 @@ TEST_F(CapsuleTest, onlyItsOwnCapsulesAreTrusted) {
   EXPECT_EQ(other.locks(), 1U);
 }
 
+TEST_F(CapsuleTest, nilHasNoneAndTheEndOfOneLeavesNoError) {
+  EXPECT_LEAVES("", EXPECT_EQ(newEntity(Object()), nullptr));
+  Object entity = newEntity([] {
+    const Object object = newObject();
+    host::onDestroyed(object, [] { quillix::setError(1, "late"); });
+    return object;
+  }());
+  entity = nullptr;
+  EXPECT_FALSE(quillix::errorOccurred());
+}
+
 } // namespace

@@ -105,7 +105,7 @@ TEST_F(PublishTest, makesClassicClasses) {
             "assert till.count() == 1 and till.count(1, 2) == 3 == 1 + shop.Till.count(till, 5)\n"
             "class Sub(shop.Till):\n"
             "  def count(self): return 10 * shop.Till.count(self, 1)\n"
-            "assert Sub().count() == 20 and shop.Till.count.im_class is shop.Till\n"
+            "assert Sub().count() == 20\n"
             "for wrong in shop.Till.count, till.fail:\n"
             "  try: wrong()\n"
             "  except (TypeError, ValueError): pass\n"
