@@ -11,7 +11,6 @@
 #include <algorithm>
 #include <chrono>
 #include <cinttypes>
-#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -19,10 +18,9 @@
 #include <map>
 #include <numeric>
 #include <random>
+#include <sstream>
 
-#include "soak/members.h"
-
-using namespace soak;
+#include "host/member.h"
 
 // A function or object of the Python library that the plug-in opened.
 #define QUOTE(symbol) #symbol
@@ -32,6 +30,12 @@ using namespace soak;
 #define CHECK(condition) ((condition) ? static_cast<void>(0) : fail(#condition, __LINE__))
 
 namespace {
+
+using host::Member;
+using host::Object;
+using host::String;
+using host::Value;
+using Role = Member::Role;
 
 std::uint64_t gDone = 0; // operations
 
@@ -44,6 +48,7 @@ std::uint64_t gDone = 0; // operations
 
 constexpr const char *kPython = R"(
 import gc, colorsys, station
+from sys import getrefcount
 
 def echo(value): return value
 def swap(one, other): return other, one
@@ -61,7 +66,81 @@ class Thing(object):
     return old
 )";
 
-// --- Random values ---
+// --- Members. The first of a class whose declaration begins as the name does is meant; it is looked
+// for once for each place in the code that names one, which the name's address tells. ---
+
+const Member &find(const host::Class *type, Role role, const char *name) {
+  static std::map<std::tuple<const host::Class *, Role, const char *>, Member> found;
+  const auto key = std::tuple(type, role, name);
+  if (const auto known = found.find(key); known != found.end())
+    return known->second;
+  for (const Member &member : type ? host::membersOf(*type) : host::sharedMembers())
+    if (member.role == role && member.name.starts_with(name))
+      return found.emplace(key, member).first->second;
+  fail(name, __LINE__);
+}
+
+using Arguments = std::initializer_list<Value>;
+
+Value invoke(const Object &self, Role role, const char *name, Arguments arguments) {
+  const Member &member = find(self ? &self.type() : nullptr, role, name);
+  return host::call(member, self, std::span(arguments.begin(), arguments.size()));
+}
+Value call(const Object &self, const char *name, Arguments arguments = {}) {
+  return invoke(self, Role::Method, name, arguments);
+}
+void assign(const Object &self, const char *name, Arguments arguments) {
+  invoke(self, Role::Setter, name, arguments);
+}
+Value get(const Object &self, const char *name) { return invoke(self, Role::Getter, name, {}); }
+Value shared(const char *name, Arguments arguments = {}) {
+  return invoke(nullptr, Role::Shared, name, arguments);
+}
+Object make(const char *className, const char *constructor, Arguments arguments = {}) {
+  const Object made = host::create(className);
+  call(made, constructor, arguments);
+  return made;
+}
+
+Object object(const Value &value) { return std::get<Object>(value); }
+std::int32_t integer(const Value &value) { return std::get<std::int32_t>(value); }
+bool truth(const Value &value) { return std::get<bool>(value); }
+Value text(std::string_view bytes) { return String(bytes); }
+bool same(const Value &one, const Value &other) {
+  const auto *a = std::get_if<String>(&one), *b = std::get_if<String>(&other);
+  return a && b ? a->text() == b->text() : one == other;
+}
+
+// --- The types that cross: the members that each has, and random values of it ---
+
+enum Kind : std::uint32_t {
+  kInteger,
+  kInt64,
+  kUInt64,
+  kDouble,
+  kBoolean,
+  kString,
+  kObject,
+  kKinds
+};
+
+// The names of members, with each of the types in the place of "*".
+class Family {
+public:
+  explicit Family(const char *pattern, const char *integer = "Integer") {
+    const char *type[] = {integer, "Int64", "UInt64", "Double", "Boolean", "String", "Object"};
+    for (std::size_t kind = 0; kind < kKinds; ++kind)
+      for (const char *c = pattern; *c; ++c)
+        names_[kind] += *c == '*' ? type[kind] : std::string(1, *c);
+  }
+  const char *operator[](std::uint32_t kind) const { return names_[kind].c_str(); }
+
+private:
+  std::string names_[kKinds];
+};
+
+const Family kValue("*Value("), kField("*Field("), kEntityValue("*Value", "Int32"),
+    kNewResult("Constructor(value as *)", "Int32"), kNewEntity("From*(", "Int32");
 
 std::mt19937_64 gRandom; // NOLINT(cert-msc32-c, cert-msc51-cpp): seeded when the run starts
 
@@ -69,359 +148,298 @@ std::uint32_t below(std::uint32_t limit) {
   return static_cast<std::uint32_t>((gRandom() >> 32) * limit >> 32);
 }
 
-// A value to send, the form in which it crosses, and whether what came back is the same.
-template <class V> struct Sample {
-  V value = static_cast<V>(below(4) ? gRandom() % 300 : gRandom()); // small ints are shared ones
-  V raw() const { return value; }
-  bool operator==(Returned<V> other) const { return other == value; }
-};
-template <> struct Sample<double> {
-  double value = static_cast<double>(gRandom()) / 7;
-  double raw() const { return value; }
-  bool operator==(double other) const { return other == value; }
-};
-template <> struct Sample<Flag> {
-  Flag value = below(2) != 0;
-  Flag raw() const { return value; }
-  bool operator==(Flag other) const { return other == value; }
-};
-template <> struct Sample<Text> {
-  String value{std::string_view("lorem ipsum dolor sit amet").substr(0, 1 + below(26))};
-  Text raw() const { return value.get(); }
-  bool operator==(const String &other) const { return other.text() == value.text(); }
-};
-template <> struct Sample<REALobject> {
-  static Object token; // shared by many operations
-  Object value = below(2) ? token : host::create("Object");
-  REALobject raw() const { return value.get(); }
-  bool operator==(const Object &other) const { return other == value; }
-};
-Object Sample<REALobject>::token;
+Object gToken; // travels often
 
-// Hands over one of the types, at random or by number, as a null pointer.
-template <class Use> void withType(std::uint32_t kind, Use use) {
-  const auto as = [&]<class V>(V *type) { use(type); };
-  switch (kind) {
-  case 0:
-    return as(static_cast<std::int32_t *>(nullptr));
-  case 1:
-    return as(static_cast<std::int64_t *>(nullptr));
-  case 2:
-    return as(static_cast<std::uint64_t *>(nullptr));
-  case 3:
-    return as(static_cast<double *>(nullptr));
-  case 4:
-    return as(static_cast<Flag *>(nullptr));
-  case 5:
-    return as(static_cast<Text *>(nullptr));
-  default:
-    return as(static_cast<REALobject *>(nullptr));
-  }
+Value sample(std::uint32_t kind) {
+  const std::uint64_t number = below(4) ? gRandom() % 300 : gRandom(); // small ints are shared ones
+  if (kind == kInteger)
+    return static_cast<std::int32_t>(number);
+  if (kind == kInt64)
+    return static_cast<std::int64_t>(number);
+  if (kind == kUInt64)
+    return number;
+  if (kind == kDouble)
+    return static_cast<double>(gRandom()) / 7;
+  if (kind == kBoolean)
+    return below(2) != 0;
+  if (kind == kString)
+    return text(std::string_view("lorem ipsum dolor sit amet").substr(0, 1 + below(26)));
+  return below(2) ? gToken : host::create("Object");
 }
-constexpr std::uint32_t kTypes = 7;
-#define VALUE_TYPE(pointer) std::remove_pointer_t<decltype(pointer)>
+
+Object newTuple(std::int32_t count) {
+  return make("PythonParameters", "Constructor(parameterCount", {count});
+}
+Object tupleOf(std::uint32_t kind, const Value &value) {
+  Object tuple = newTuple(1);
+  assign(tuple, kValue[kind], {0, value});
+  return tuple;
+}
+Object newEntity(std::uint32_t kind, const Value &value) {
+  return object(shared(kNewEntity[kind], {value}));
+}
+Object newDictionary() { return make("PythonDictionary", "Constructor()"); }
+Object newList() { return make("PythonList", "Constructor()"); }
 
 // --- What the operations share ---
 
+Object getModule(std::string_view name) { return object(shared("GetModule(", {text(name)})); }
+Object getFunction(const Object &owner, std::string_view name) {
+  return object(call(owner, "GetFunction(", {text(name)}));
+}
+Object getClass(std::string_view name) {
+  return object(call(getModule("__main__"), "GetClass(", {text(name)}));
+}
+Object newInstance(const Object &type) { return object(call(type, "CreateInstance(")); }
+// A PythonResult.
+Object callPython(const Object &function, const Object &parameters) {
+  return object(call(function, "Invoke(", {parameters}));
+}
+
 struct Stage {
-  Members q;
-
-  // Names and keys, which host code as a rule has as constants.
-  std::map<std::string, String, std::less<>> names;
-  Text name(std::string_view text) {
-    const auto found = names.find(text);
-    return (found != names.end() ? found : names.emplace(text, String(text)).first)->second.get();
-  }
-
-  Object main = q.getModule(name("__main__"));
-  Object echo = q.getFunction(main, name("echo")), swap = q.getFunction(main, name("swap")),
-         pack = q.getFunction(main, name("pack")), travel = q.getFunction(main, name("travel")),
-         roam = q.getFunction(main, name("roam")), refused = q.getFunction(main, name("refused")),
-         failing = q.getFunction(main, name("fail")), say = q.getFunction(main, name("say"));
-  Object thingClass = q.getClass(main, name("Thing")), thing = q.createInstance(thingClass);
-  Object colorsys = q.getModule(name("colorsys"));
-  Object reused = tuple(2);
-  std::vector<Object> kept =
-      std::vector<Object>(100); // wrappers that live longer than an operation
-
-  Object tuple(std::int32_t count) const {
-    Object made = Object::adopt(host::newObject(q.parametersClass));
-    q.newTuple(made, count);
-    return made;
-  }
-  Object over(void *pythonTuple) const {
-    Object made = Object::adopt(host::newObject(q.parametersClass));
-    q.overTuple(made, pythonTuple);
-    return made;
-  }
-  template <class V> Object tupleOf(V value) const {
-    Object made = tuple(1);
-    q.item.set<V>(made, 0, value);
-    return made;
-  }
-  Object dictionary() const {
-    Object made = Object::adopt(host::newObject(q.dictionaryClass));
-    q.newDictionary(made);
-    return made;
-  }
-  Object list() const {
-    Object made = Object::adopt(host::newObject(q.listClass));
-    q.newList(made);
-    return made;
-  }
-  template <class V> Object result(V value) const {
-    Object made = Object::adopt(host::newObject(q.resultClass));
-    std::get<ResultOf<V>>(q.result).construct(made, value);
-    return made;
-  }
-  template <class V> Object entity(V value) const {
-    return std::get<EntityOf<V>>(q.entity).make(value);
-  }
+  Object main = getModule("__main__"), colorsys = getModule("colorsys");
+  Object echo = getFunction(main, "echo"), swap = getFunction(main, "swap"),
+         pack = getFunction(main, "pack"), travel = getFunction(main, "travel"),
+         roam = getFunction(main, "roam"), refused = getFunction(main, "refused"),
+         failing = getFunction(main, "fail"), say = getFunction(main, "say");
+  Object thing = newInstance(getClass("Thing"));
+  Object reused = newTuple(2);
+  std::vector<Object> kept = std::vector<Object>(100); // live longer than an operation
   Object &anyKept() { return kept[below(static_cast<std::uint32_t>(kept.size()))]; }
 };
 
-Stage *gStage = nullptr;
 std::uint64_t gPrinted = 0;
 std::uint64_t gVisits = 0;
 
 // --- Host functions ---
 
+Object argumentsOf(PyObject *tuple) {
+  return make("PythonParameters", "Constructor(paramPtr", {static_cast<void *>(tuple)});
+}
+
+PyObject *referenceTo(const Object &result) {
+  return static_cast<PyObject *>(std::get<void *>(call(result, "GetPtr(")));
+}
+
 // Answers with the value before the last argument, read and written as the type that the last names.
 PyObject *visit(PyObject *, PyObject *arguments) {
-  Stage &s = *gStage;
-  const Object p = s.over(arguments);
-  const auto kind = static_cast<std::int32_t>(s.q.itemCount(p)) - 1;
-  Object answer;
-  withType(static_cast<std::uint32_t>(s.q.item.get<std::int32_t>(p, kind)), [&](auto *type) {
-    using V = VALUE_TYPE(type);
-    const auto value = s.q.item.get<V>(p, kind - 1);
-    if constexpr (requires { value.get(); })
-      answer = s.result<V>(value.get());
-    else
-      answer = s.result<V>(static_cast<V>(value));
-  });
+  const Object p = argumentsOf(arguments);
+  const std::int32_t last = integer(get(p, "Count")) - 1;
+  const auto kind = static_cast<std::uint32_t>(integer(call(p, kValue[kInteger], {last})));
   ++gVisits;
-  return static_cast<PyObject *>(s.q.pointer(answer));
+  return referenceTo(make("PythonResult", kNewResult[kind], {call(p, kValue[kind], {last - 1})}));
 }
 
 PyObject *refuse(PyObject *, PyObject *arguments) {
-  Stage &s = *gStage;
-  s.q.setError(host::constant("PythonErrorTypes", "KeyError"),
-               s.q.item.get<Text>(s.over(arguments), 0).get());
+  shared("SetError(", {host::constant("PythonErrorTypes", "KeyError"),
+                       call(argumentsOf(arguments), kValue[kString], {0})});
   return nullptr;
 }
 
 // --- Operations. Each leaves no error behind. ---
 
+bool errorOccurred() { return truth(shared("ErrorOccurred(")); }
+
 // An error whose text the bridge reads; one of another value leaves a TypeError when it is read.
-void expectError(Stage &s, std::string_view text) {
-  CHECK(s.q.errorOccurred());
+void expectError(std::string_view message) {
+  CHECK(errorOccurred());
   if (below(4) == 0)
-    s.q.clearError();
+    shared("ClearError()");
   else
-    CHECK(s.q.getError().text() == text);
-  if (text.empty())
-    s.q.clearError();
-  CHECK(!s.q.errorOccurred());
+    CHECK(same(shared("GetError("), message.empty() ? Value(String()) : text(message)));
+  if (message.empty())
+    shared("ClearError()");
+  CHECK(!errorOccurred());
 }
 
 // Through a place that can be written and read.
-template <class Place>
-void throughPlace(const Places<Place> &places, const Object &holder, Place place) {
-  withType(below(kTypes), [&](auto *type) {
-    using V = VALUE_TYPE(type);
-    const Sample<V> sample;
-    places.template set<V>(holder, place, sample.raw());
-    CHECK(sample == places.template get<V>(holder, place));
-  });
+void throughPlace(const Family &family, const Object &holder, const Value &place) {
+  const std::uint32_t kind = below(kKinds);
+  const Value value = sample(kind);
+  assign(holder, family[kind], {place, value});
+  CHECK(same(call(holder, family[kind], {place}), value));
 }
 
-void readTuple(Stage &s) { throughPlace(s.q.item, s.tuple(3), 1); }
-void readDictionary(Stage &s) {
-  throughPlace(s.q.entry, s.dictionary(), s.name(below(2) ? "key" : "other"));
+void readPlace(Stage &s) {
+  switch (below(4)) {
+  case 0:
+    return throughPlace(kValue, newTuple(3), 1);
+  case 1:
+    return throughPlace(kValue, newDictionary(), text(below(2) ? "key" : "other"));
+  default:
+    return throughPlace(kField, below(2) ? s.main : s.thing, text("field"));
+  }
 }
-void readModuleField(Stage &s) { throughPlace(s.q.moduleField, s.main, s.name("field")); }
-void readInstanceField(Stage &s) { throughPlace(s.q.instanceField, s.thing, s.name("field")); }
 
 void callWithFreshTuple(Stage &s) {
-  withType(below(kTypes), [&](auto *type) {
-    using V = VALUE_TYPE(type);
-    const Sample<V> sample;
-    const Object result = s.q.invoke(s.echo, s.tupleOf<V>(sample.raw()).get());
-    CHECK(sample == std::get<ResultOf<V>>(s.q.result).value(result));
-  });
+  const std::uint32_t kind = below(kKinds);
+  const Value value = sample(kind);
+  CHECK(same(call(callPython(s.echo, tupleOf(kind, value)), kValue[kind]), value));
 }
 
 void callWithReusedTuple(Stage &s) {
-  withType(below(kTypes), [&](auto *type) {
-    using V = VALUE_TYPE(type);
-    const Sample<V> one, other;
-    s.q.item.set<V>(s.reused, 0, one.raw());
-    s.q.item.set<V>(s.reused, 1, other.raw());
-    const Object swapped = s.q.resultTuple(s.q.invoke(s.swap, s.reused.get()));
-    CHECK(one == s.q.item.get<V>(swapped, 1) && other == s.q.item.get<V>(swapped, 0));
-    s.q.item.set<Flag>(s.reused, 0, true); // lets go of the values
-    s.q.item.set<Flag>(s.reused, 1, true);
-  });
+  const std::uint32_t kind = below(kKinds);
+  const Value one = sample(kind), other = sample(kind);
+  assign(s.reused, kValue[kind], {0, one});
+  assign(s.reused, kValue[kind], {1, other});
+  const Object swapped = object(call(callPython(s.swap, s.reused), "TupleValue("));
+  CHECK(same(call(swapped, kValue[kind], {1}), one) &&
+        same(call(swapped, kValue[kind], {0}), other));
+  for (const std::int32_t i : {0, 1}) // lets go of the values
+    assign(s.reused, kValue[kBoolean], {i, true});
 }
 
 void callBack(Stage &s) {
-  const std::uint32_t kind = below(kTypes);
-  withType(kind, [&](auto *type) {
-    using V = VALUE_TYPE(type);
-    const Sample<V> sample;
-    const Object p = s.tuple(2);
-    s.q.item.set<V>(p, 0, sample.raw());
-    s.q.item.set<std::int32_t>(p, 1, static_cast<std::int32_t>(kind));
-    const std::uint64_t before = gVisits;
-    const Object result = s.q.invoke(below(2) ? s.travel : s.roam, p.get());
-    CHECK(sample == std::get<ResultOf<V>>(s.q.result).value(result));
-    CHECK(gVisits == before + 1);
-  });
+  const std::uint32_t kind = below(kKinds);
+  const Value value = sample(kind);
+  const Object p = newTuple(2);
+  assign(p, kValue[kind], {0, value});
+  assign(p, kValue[kInteger], {1, static_cast<std::int32_t>(kind)});
+  const std::uint64_t before = gVisits;
+  CHECK(same(call(callPython(below(2) ? s.travel : s.roam, p), kValue[kind]), value));
+  CHECK(gVisits == before + 1);
 }
 
-void readEntity(Stage &s) {
-  withType(below(kTypes), [&](auto *type) {
-    using V = VALUE_TYPE(type);
-    const Sample<V> sample;
-    const auto value = std::get<EntityOf<V>>(s.q.entity).value(s.entity<V>(sample.raw()));
-    if constexpr (requires { value.get(); })
-      CHECK(sample == value);
-    else
-      CHECK(sample == static_cast<Returned<V>>(value));
-  });
+void readEntity(Stage &) {
+  const std::uint32_t kind = below(kKinds);
+  const Value value = sample(kind);
+  CHECK(same(get(newEntity(kind, value), kEntityValue[kind]), value));
 }
 
 void readResultOfEachKind(Stage &s) {
-  const Object packed = s.q.resultDictionary(s.q.invoke(s.pack, nullptr));
-  CHECK(s.q.entryCount(packed) == 2);
-  const Object list = s.q.values(packed), keys = s.q.keys(packed);
-  CHECK(s.q.listCount(list) == 2 && s.q.listCount(keys) == 2);
-  s.q.sort(keys);
-  CHECK(std::get<EntityOf<Text>>(s.q.entity).value(s.q.getItem(keys, 0)).text() == "list");
+  const Object packed = object(call(callPython(s.pack, nullptr), "DictionaryValue("));
+  const Object list = object(call(packed, "GetValues(")), keys = object(call(packed, "GetKeys("));
+  for (const Object &holder : {packed, list, keys})
+    CHECK(integer(get(holder, "Count")) == 2);
+  call(keys, "Sort()");
+  const Object first = object(call(keys, "GetItem(", {0}));
+  CHECK(same(get(first, kEntityValue[kString]), text("list")));
   s.anyKept() = below(2) ? packed : list;
 }
 
 void changeDictionary(Stage &s) {
-  const Object d = s.dictionary(), key = s.entity<std::int64_t>(below(1000));
-  s.q.setValue(d, key.get(), s.entity<double>(0.5).get());
-  CHECK(std::get<EntityOf<double>>(s.q.entity).value(s.q.getValue(d, key.get())) == 0.5);
+  const Object d = newDictionary(), key = newEntity(kInt64, std::int64_t{below(1000)});
+  call(d, "SetValue(key as PythonEntityBase", {key, newEntity(kDouble, 0.5)});
+  const Object found = object(call(d, "GetValue(key as PythonEntityBase", {key}));
+  CHECK(same(get(found, kEntityValue[kDouble]), 0.5));
   for (const char *name : {"one", "two", "three"})
-    s.q.entry.set<std::int32_t>(d, s.name(name), 1);
-  s.q.remove(d, s.name("two"));
-  CHECK(s.q.contains(d, s.name("one")) && !s.q.contains(d, s.name("two")));
-  CHECK(s.q.entryCount(d) == 3);
-  s.q.remove(d, s.name("two"));
-  expectError(s, "");
+    assign(d, kValue[kInteger], {text(name), 1});
+  for (const bool there : {true, false}) {
+    CHECK(truth(call(d, "Contains(", {text("two")})) == there);
+    call(d, "Remove(", {text("two")});
+    if (!there)
+      expectError("");
+  }
+  CHECK(integer(get(d, "Count")) == 3);
   if (below(2))
-    s.q.clearDictionary(d);
+    call(d, "Clear()");
   s.anyKept() = d;
 }
 
 void changeList(Stage &s) {
-  const Object l = s.list();
+  const Object l = newList();
   for (std::int32_t i = 0; i < 5; ++i)
-    s.q.append(l, s.entity<std::int32_t>(i * 3 % 5).get());
-  s.q.sort(l);
-  s.q.reverse(l);
-  s.q.insert(l, 0, s.entity<Text>(s.name("first")).get());
-  s.q.setItem(l, 5, l.get()); // holds itself, until it is cleared or replaced
-  CHECK(s.q.listCount(l) == 6);
-  CHECK(std::get<EntityOf<std::int32_t>>(s.q.entity).value(s.q.getItem(l, 1)) == 4);
-  s.q.setItem(l, 5, s.entity<Flag>(1).get());
-  const Object t = s.q.asTuple(l);
-  CHECK(s.q.itemCount(t) == 6 && s.q.item.get<Text>(t, 0).text() == "first");
-  CHECK(!s.q.getItem(l, 6));
-  expectError(s, "list index out of range");
+    call(l, "Append(", {newEntity(kInteger, i * 3 % 5)});
+  call(l, "Sort()");
+  call(l, "Reverse()");
+  call(l, "Insert(", {0, newEntity(kString, text("first"))});
+  call(l, "SetItem(", {5, l}); // holds itself, until it is cleared or replaced
+  CHECK(integer(get(l, "Count")) == 6);
+  CHECK(same(get(object(call(l, "GetItem(", {1})), kEntityValue[kInteger]), 4));
+  call(l, "SetItem(", {5, newEntity(kBoolean, true)});
+  const Object t = object(call(l, "AsTuple("));
+  CHECK(integer(get(t, "Count")) == 6 && same(call(t, kValue[kString], {0}), text("first")));
+  CHECK(!object(call(l, "GetItem(", {6})));
+  expectError("list index out of range");
   if (below(2))
-    s.q.clearList(l);
+    call(l, "Clear()");
   s.anyKept() = l;
 }
 
 void nest(Stage &s) {
-  const Object outer = s.tuple(4), inner = s.tupleOf<std::int32_t>(7), d = s.dictionary(),
-               l = s.list();
-  s.q.setTuple(outer, 0, inner);
-  s.q.setDictionary(outer, 1, d);
-  s.q.setList(outer, 2, l);
-  s.q.append(l, d.get());
-  CHECK(s.q.item.get<std::int32_t>(s.q.tupleItem(outer, 0), 0) == 7);
-  CHECK(s.q.listCount(s.q.listItem(outer, 2)) == 1 && s.q.dictionaryItem(outer, 1));
-  s.q.item.set<std::int32_t>(outer, 4, 1);
-  CHECK(s.q.lastError(outer) == host::constant("Quillix", "PY_ERROR_INDEX_OUT_OF_BOUNDS"));
-  s.q.setList(outer, 3, nullptr);
-  CHECK(s.q.lastError(outer) == host::constant("Quillix", "PY_NIL_PARAM_ERROR"));
-  s.q.clearLastError(outer);
-  s.q.item.set<double>(inner, 0, 1.5); // shared by now
-  CHECK(s.q.errorOccurred());
-  s.q.clearError();
+  constexpr const char *kNested[] = {"TupleValue(", "DictionaryValue(", "ListValue("};
+  const Object outer = newTuple(4), inner = tupleOf(kInteger, 7), d = newDictionary(),
+               l = newList();
+  const Object *const held[] = {&inner, &d, &l};
+  for (std::int32_t i = 0; i < 3; ++i)
+    assign(outer, kNested[i], {i, *held[i]});
+  call(l, "Append(", {d});
+  for (std::int32_t i = 0; i < 3; ++i) // an item each, but none in the dictionary
+    CHECK(integer(get(object(call(outer, kNested[i], {i})), "Count")) == (i == 1 ? 0 : 1));
+  assign(outer, kValue[kInteger], {4, 1});
+  CHECK(integer(get(outer, "LastError")) ==
+        host::constant("Quillix", "PY_ERROR_INDEX_OUT_OF_BOUNDS"));
+  assign(outer, kNested[2], {3, Object()});
+  CHECK(integer(get(outer, "LastError")) == host::constant("Quillix", "PY_NIL_PARAM_ERROR"));
+  call(outer, "ClearError()");
+  assign(inner, kValue[kDouble], {0, 1.5}); // shared by now
+  CHECK(errorOccurred());
+  shared("ClearError()");
   s.anyKept() = outer;
 }
 
 void makeInstance(Stage &s) {
-  const Object type = s.q.getClass(s.main, s.name("Thing")), made = s.q.createInstance(type),
-               keep = s.q.getMethod(made, s.name("keep"));
-  const Sample<REALobject> sample;
-  CHECK(s.q.invoke(keep, s.tupleOf<REALobject>(sample.raw()).get()));
-  CHECK(sample == s.q.instanceField.get<REALobject>(made, s.name("kept")));
-  CHECK(s.q.hasAttribute(made, s.name("kept")) && !s.q.hasAttribute(made, s.name("missing")));
-  CHECK(sample == std::get<ResultOf<REALobject>>(s.q.result)
-                      .value(s.q.invoke(keep, s.tupleOf<Text>(s.name("x")).get())));
+  const Object made = newInstance(getClass("Thing")), keep = getFunction(made, "keep");
+  const Value value = sample(kObject);
+  CHECK(callPython(keep, tupleOf(kObject, value)));
+  CHECK(same(call(made, kField[kObject], {text("kept")}), value));
+  CHECK(truth(call(made, "HasAttribute(", {text("kept")})) &&
+        !truth(call(made, "HasAttribute(", {text("missing")})));
+  CHECK(same(call(callPython(keep, tupleOf(kString, text("x"))), kValue[kObject]), value));
   s.anyKept() = keep; // keeps the instance, which keeps its class
 }
 
 void findAgain(Stage &s) {
-  const Object module = s.q.getModule(s.name("station")),
-               f = s.q.getFunction(module, s.name("visit"));
-  CHECK(s.q.ownerModule(f) == module && s.q.name(f).text() == "visit");
-  CHECK(!s.q.getFunction(s.main, s.name("missing")));
-  expectError(s, "'module' object has no attribute 'missing'");
-  s.q.moduleField.set<double>(s.main, s.name("passing"), 1.5);
-  CHECK(s.q.deleteAttribute(s.main, s.name("passing")) == 0);
-  s.anyKept() = f;
+  const Object module = getModule("station"), function = getFunction(module, "visit");
+  CHECK(object(get(function, "OwnerModule")) == module &&
+        same(get(function, "Name"), text("visit")));
+  CHECK(!getFunction(s.main, "missing"));
+  expectError("'module' object has no attribute 'missing'");
+  assign(s.main, kField[kDouble], {text("passing"), 1.5});
+  CHECK(integer(call(s.main, "DeleteAttribute(", {text("passing")})) == 0);
+  s.anyKept() = function;
 }
 
-void importNothing(Stage &s) {
-  CHECK(!s.q.getModule(s.name("no_such_module")));
-  expectError(s, "No module named no_such_module");
+void importNothing(Stage &) {
+  CHECK(!getModule("no_such_module"));
+  expectError("No module named no_such_module");
 }
 
-void reload(Stage &s) { CHECK(s.q.reload(s.colorsys)); }
+void reload(Stage &s) { CHECK(truth(call(s.colorsys, "Reload("))); }
 
 void raise(Stage &s) {
-  const String text(std::to_string(below(1000)));
-  const Object p = s.tupleOf<Text>(text.get());
-  CHECK(!s.q.invoke(s.failing, p.get()));
-  expectError(s, "");
-  CHECK(!s.q.invoke(s.refused, p.get()));
-  expectError(s, text.text());
-  s.q.setError(1 + static_cast<std::int32_t>(below(22)), text.get());
-  expectError(s, text.text());
+  const std::string message = std::to_string(below(1000));
+  const Object p = tupleOf(kString, text(message));
+  CHECK(!callPython(s.failing, p));
+  expectError("");
+  CHECK(!callPython(s.refused, p));
+  expectError(message);
+  shared("SetError(", {1 + static_cast<std::int32_t>(below(22)), text(message)});
+  expectError(message);
 }
 
-void overflow(Stage &s) {
-  const Object r = s.result<std::int64_t>(INT64_MAX), p = s.tupleOf<std::int64_t>(-1);
-  CHECK(std::get<ResultOf<std::int32_t>>(s.q.result).value(r) == -1);
-  CHECK(s.q.errorOccurred());
-  s.q.clearError();
-  CHECK(s.q.item.get<std::uint64_t>(p, 0) == UINT64_MAX);
-  CHECK(s.q.errorOccurred());
-  s.q.clearError();
-  CHECK(!s.q.item.get<Text>(p, 0) && !s.q.errorOccurred());
+void overflow(Stage &) {
+  const Object r = make("PythonResult", kNewResult[kInt64], {std::int64_t{INT64_MAX}}),
+               p = tupleOf(kInt64, std::int64_t{-1});
+  CHECK(integer(call(r, kValue[kInteger])) == -1 && errorOccurred());
+  shared("ClearError()");
+  CHECK(same(call(p, kValue[kUInt64], {0}), std::uint64_t{UINT64_MAX}) && errorOccurred());
+  shared("ClearError()");
+  CHECK(same(call(p, kValue[kString], {0}), String()) && !errorOccurred());
 }
 
 void print(Stage &s) {
-  const Sample<Text> line;
+  const Value line = sample(kString);
   const std::uint64_t before = gPrinted;
-  s.q.invoke(s.say, s.tupleOf<Text>(line.raw()).get());
-  CHECK(gPrinted == before + line.value.text().size() + 1);
+  callPython(s.say, tupleOf(kString, line));
+  CHECK(gPrinted == before + std::get<String>(line).text().size() + 1);
 }
 
 void giveAndTakePointer(Stage &s) {
-  const Object r = s.result<double>(2.5);
-  auto *const object = static_cast<PyObject *>(s.q.pointer(r));
-  CHECK(object->ob_refcnt == 2);
-  Py_DECREF(object);
+  const Object r = make("PythonResult", kNewResult[kDouble], {2.5});
+  PyObject *const pointer = referenceTo(r);
+  CHECK(pointer->ob_refcnt == 2);
+  Py_DECREF(pointer);
   s.anyKept() = r;
 }
 
@@ -429,28 +447,23 @@ struct Operation {
   std::uint32_t weight;
   void (*run)(Stage &);
 };
-constexpr Operation kOperations[] = {
-    {400, readTuple},
-    {400, readDictionary},
-    {400, readModuleField},
-    {400, readInstanceField},
-    {800, callWithFreshTuple},
-    {800, callWithReusedTuple},
-    {800, callBack},
-    {400, readEntity},
-    {200, readResultOfEachKind},
-    {200, changeDictionary},
-    {200, changeList},
-    {200, nest},
-    {200, makeInstance},
-    {200, findAgain},
-    {5, importNothing},
-    {1, reload},
-    {200, raise},
-    {200, overflow},
-    {200, print},
-    {200, giveAndTakePointer},
-};
+constexpr Operation kOperations[] = {{1600, readPlace},
+                                     {800, callWithFreshTuple},
+                                     {800, callWithReusedTuple},
+                                     {800, callBack},
+                                     {400, readEntity},
+                                     {200, readResultOfEachKind},
+                                     {200, changeDictionary},
+                                     {200, changeList},
+                                     {200, nest},
+                                     {200, makeInstance},
+                                     {200, findAgain},
+                                     {5, importNothing},
+                                     {1, reload},
+                                     {200, raise},
+                                     {200, overflow},
+                                     {200, print},
+                                     {200, giveAndTakePointer}};
 
 void run(Stage &s, std::uint64_t operations) {
   std::vector<void (*)(Stage &)> drawn;
@@ -481,106 +494,54 @@ long residentKilobytes() {
   return resident * (sysconf(_SC_PAGESIZE) / 1024);
 }
 
-PyObject *evaluate(const char *expression) {
+long number(const std::string &expression) {
   PyObject *const globals = PY(PyModule_GetDict)(PY(PyImport_AddModule)("__main__"));
   PyObject *const value =
-      PY(PyRun_StringFlags)(expression, Py_eval_input, globals, globals, nullptr);
+      PY(PyRun_StringFlags)(expression.c_str(), Py_eval_input, globals, globals, nullptr);
   CHECK(value);
-  return value; // a new reference
-}
-
-long number(const char *expression) {
-  PyObject *const value = evaluate(expression);
   const long result = PyInt_AS_LONG(value);
   Py_DECREF(value);
   return result;
 }
 
-struct Census {
-  std::map<std::string, long> references;
-  long pythonObjects = 0;
-  std::size_t hostObjects = 0, hostStrings = 0;
-};
+// What there is between operations, by what it is.
+using Census = std::map<std::string, long>;
 
-// Of what is there between operations.
 Census count(Stage &s) {
   std::fill(s.kept.begin(), s.kept.end(), nullptr);
-  s.q.moduleField.set<Flag>(s.main, s.name("field"), true);
-  s.q.instanceField.set<Flag>(s.thing, s.name("field"), true);
-  PY(PyGC_Collect)();
+  for (const Object &owner : {s.main, s.thing})
+    assign(owner, kField[kBoolean], {text("field"), true});
   Census census;
-  for (const char *shared : {"None",
-                             "True",
-                             "False",
-                             "int",
-                             "long",
-                             "float",
-                             "str",
-                             "bool",
-                             "tuple",
-                             "list",
-                             "dict",
-                             "object",
-                             "type(None)",
-                             "type(echo)",
-                             "ValueError",
-                             "KeyError",
-                             "globals()",
-                             "colorsys",
-                             "station",
-                             "station.visit",
-                             "station.Stop",
-                             "echo",
-                             "echo.func_code",
-                             "fail",
-                             "fail.func_code",
-                             "Thing",
-                             "Thing.keep.im_func",
-                             "'key'",
-                             "'field'",
-                             "()",
-                             "''"}) {
-    PyObject *const object = evaluate(shared);
-    census.references[shared] = object->ob_refcnt;
-    Py_DECREF(object);
-  }
-  for (long i = -5; i < 257; ++i) {
-    PyObject *const small = PY(PyInt_FromLong)(i);
-    census.references["the small ints"] += small->ob_refcnt;
-    Py_DECREF(small);
-  }
-  census.references["the host's token"] = static_cast<long>(Sample<REALobject>::token.locks());
-  census.pythonObjects = number("len(gc.get_objects())");
-  census.hostObjects = host::livingObjects();
-  census.hostStrings = host::livingStrings();
+  for (const char *what : {"gc.collect() and 0", "len(gc.get_objects())",
+                           "sum(map(getrefcount, xrange(-5, 257)))"}) // the small ints
+    census[what] = number(what);
+  std::istringstream names(
+      "None True False int long float str bool tuple list dict object type(None) type(echo) "
+      "ValueError KeyError globals() colorsys station station.visit station.Stop echo "
+      "echo.func_code fail fail.func_code Thing Thing.keep.im_func 'key' 'field' () ''");
+  for (std::string name; names >> name;)
+    census[name] = number("getrefcount(" + name + ")");
+  census["locks of the host's token"] = static_cast<long>(gToken.locks());
+  census["host objects"] = static_cast<long>(host::livingObjects());
+  census["host strings"] = static_cast<long>(host::livingStrings());
   return census;
 }
 
 bool gPassed = true;
 
-[[gnu::format(printf, 3, 4)]] void report(bool passed, const char *oracle, const char *format,
-                                          ...) {
+void report(bool passed, const std::string &what) {
   gPassed = gPassed && passed;
-  std::printf("%-7s %-16s ", passed ? "ok" : "FAILED", oracle);
-  std::va_list arguments;
-  va_start(arguments, format);
-  std::vprintf(format, arguments);
-  va_end(arguments);
-  std::printf("\n");
+  std::printf("%-7s %s\n", passed ? "ok" : "FAILED", what.c_str());
 }
 
 void compare(const Census &before, const Census &after) {
   std::string changed;
-  for (const auto &[name, references] : before.references)
-    if (const long now = after.references.at(name); now != references)
-      changed += ", " + name + " " + std::to_string(references) + " -> " + std::to_string(now);
-  report(changed.empty(), "references", "of %zu shared objects%s", before.references.size(),
-         changed.empty() ? " unchanged" : changed.c_str());
-  report(after.pythonObjects == before.pythonObjects, "Python objects", "%ld -> %ld",
-         before.pythonObjects, after.pythonObjects);
-  report(after.hostObjects == before.hostObjects && after.hostStrings == before.hostStrings,
-         "host accounting", "%zu -> %zu objects, %zu -> %zu strings", before.hostObjects,
-         after.hostObjects, before.hostStrings, after.hostStrings);
+  for (const auto &[what, count] : before)
+    if (const long now = after.at(what); now != count)
+      changed += ", " + what + " " + std::to_string(count) + " -> " + std::to_string(now);
+  report(changed.empty(), "references of shared objects, Python objects, host objects: " +
+                              std::to_string(before.size()) + " counts" +
+                              (changed.empty() ? " unchanged" : changed));
 }
 
 // The mean of the last quarter of the samples may not be above that of the first by more than this.
@@ -592,17 +553,15 @@ void compare(const std::vector<long> &kilobytes) {
     return std::accumulate(first, first + quarter, 0L) / quarter;
   };
   const long before = mean(kilobytes.begin()), after = mean(kilobytes.end() - quarter);
-  if (underMemoryChecker())
-    std::printf("%-7s %-16s a memory checker keeps freed memory\n", "skipped", "resident memory");
-  else
-    report(after - before <= kToleratedKilobytes, "resident memory",
-           "%ld -> %ld KB; %ld KB more are tolerated", before, after, kToleratedKilobytes);
+  report(underMemoryChecker() || after - before <= kToleratedKilobytes,
+         "resident memory: " + std::to_string(before) + " -> " + std::to_string(after) + " KB, " +
+             (underMemoryChecker() ? "of which a checker keeps what was freed"
+                                   : std::to_string(kToleratedKilobytes) + " more are tolerated"));
 }
 
 void soakFor(std::uint64_t operations) {
   constexpr std::uint64_t kSamples = 40;
   Stage stage;
-  gStage = &stage;
   for (const Operation &operation : kOperations)
     operation.run(stage);
   run(stage, operations / 5); // until caches, free lists and arenas are full
@@ -624,23 +583,21 @@ void soakFor(std::uint64_t operations) {
 // Publishes the module "station" with the function visit, refuse, and a class with visit.
 void publish() {
   const auto describe = [](const char *type, const char *name) {
-    return host::create(type, "Constructor(name as String, methodCount as UInt32)", name, 2U);
+    return make(type, "Constructor(", {text(name), std::uint32_t{2}});
   };
   const auto add = [](const Object &described, const char *name, PyCFunction function) {
-    described.call("RegisterFunction(name as String, fuction as Ptr)", name, function);
+    call(described, "RegisterFunction(", {text(name), reinterpret_cast<void *>(function)});
   };
   const Object module = describe("PythonXojoModule", "station");
   const Object stop = describe("PythonXojoClass", "Stop");
   add(module, "visit", visit);
   add(module, "refuse", refuse);
   add(stop, "visit", visit);
-  module.call("AddClass(classToAdd as PythonXojoClass)", stop);
-  host::callShared("Quillix", "RegisterXojoModule(xojoModule as PythonXojoModule)", module);
+  call(module, "AddClass(", {stop});
+  shared("RegisterXojoModule(", {module});
 }
 
-void setConsole(const Object &console) {
-  host::callShared("Quillix", "SetConsoleOutput(output as QuillixConsoleOutput)", console);
-}
+void setConsole(const Object &console) { shared("SetConsoleOutput(", {console}); }
 
 } // namespace
 
@@ -658,7 +615,7 @@ int main(int argc, char **argv) {
 
   host::load(host::pluginPath());
   host::keepFreedBlocks(underMemoryChecker());
-  host::callShared("Quillix", "Init()");
+  shared("Init()");
   {
     const Object console = host::create("QuillixConsoleOutput");
     host::onConsoleOutput(console, [](std::string_view text) { gPrinted += text.size(); });
@@ -666,12 +623,12 @@ int main(int argc, char **argv) {
   }
   publish();
   CHECK(PY(PyRun_SimpleStringFlags)(kPython, nullptr) == 0);
-  Sample<REALobject>::token = host::create("Object");
+  gToken = host::create("Object");
   soakFor(operations);
-  Sample<REALobject>::token = nullptr;
-  host::callShared("Quillix", "Finalize()");
+  gToken = nullptr;
+  shared("Finalize()");
   setConsole(nullptr);
   const std::string survivors = host::survivors();
-  report(survivors.empty(), "survivors", "%s", survivors.empty() ? "none" : survivors.c_str());
+  report(survivors.empty(), "survivors: " + (survivors.empty() ? "none" : survivors));
   return gPassed ? 0 : 1;
 }

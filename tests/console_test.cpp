@@ -44,10 +44,6 @@ TEST_F(ConsoleTest, eachWriteIsOneEvent) {
   };
   for (const auto &[statements, events] : cases)
     EXPECT_EQ(eventsOf(statements), events) << statements;
-
-  const Py_ssize_t before = Evaluated("None").references();
-  runPython("for i in range(1000): aview.write('x'); aview.flush()");
-  EXPECT_EQ(Evaluated("None").references(), before);
 }
 
 // One console at a time, with one lock, for every interpreter that runs.
@@ -127,25 +123,6 @@ TEST_F(ConsoleTest, theHandlerMayReplaceTheConsole) {
   setConsole(chosen);
   EXPECT_EQ(chosen.locks(), 2U);
   EXPECT_EQ(meanwhile.locks(), 1U);
-}
-
-// Host code in a handler is free to use Python, and to make it print again.
-TEST_F(ConsoleTest, theHandlerMayUsePython) {
-  runPython("import sys\n"
-            "def add_up(n): sys.stdout.write(str(n)); return answer + n");
-  const Object main = getModule("__main__");
-  const auto addUp = [&](int n) {
-    const Object sum = invoke(getFunction(main, "add_up"), tupleOf(std::to_string(n) + ","));
-    return sum.call<int>("IntegerValue() as Integer");
-  };
-  setConsole(newConsole([&](std::string_view text) {
-    const int n = std::stoi(std::string(text));
-    setField(main, "answer", n == 0 ? 100 : addUp(n - 1));
-    getModule("no such module");
-    EXPECT_EQ(takeErrorClass(), "ImportError");
-  }));
-  EXPECT_EQ(addUp(30), 100 + 30 * 31 / 2);
-  setConsole(nullptr);
 }
 
 // While the host waits inside a call, threads of Python's own print; their events run there.

@@ -64,27 +64,4 @@ TEST_F(ErrorTest, textOfTheValue) {
   EXPECT_FALSE(errorOccurred());
 }
 
-TEST_F(ErrorTest, releasesWhatItTakes) {
-  runPython("import sys\n"
-            "class Failure(Exception): pass\n"
-            "try: raise Failure\n"
-            "except Failure: traceback = sys.exc_info()[2]\n"
-            "values = 'te' * 5, 5.5");
-  const Evaluated type("Failure"), traceback("traceback"), text("values[0]"), number("values[1]");
-  const auto references = [&] {
-    return type.references() + traceback.references() + text.references() + number.references();
-  };
-  const Py_ssize_t before = references();
-  for (PyObject *value : {text.get(), number.get()})
-    for (const auto &take : {+[] { getError(); }, +[] {}}) {
-      for (PyObject *given : {type.get(), value, traceback.get()})
-        Py_INCREF(given);
-      PY(PyErr_Restore)(type.get(), value, traceback.get());
-      take();
-      clearError();
-      EXPECT_FALSE(errorOccurred());
-      EXPECT_EQ(references(), before);
-    }
-}
-
 } // namespace

@@ -10,6 +10,7 @@
 #include <deque>
 #include <fstream>
 #include <malloc.h>
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -58,10 +59,8 @@ public:
     publish(station);
 
     std::vector<Object> wrappers = work();
-    if (life_.keep) {
-      wrappers.insert(wrappers.end(), {station, stop});
-      kept_.push_back(std::move(wrappers));
-    }
+    if (life_.keep)
+      kept_.push_back(wrappers);
     wrappers.clear();
     finalize();
     if (kept_.size() > 3) {
@@ -86,40 +85,16 @@ private:
     const Object dictionary = read<Object>(values, kWrapperAccessors[1], 2);
     const Object list = read<Object>(values, kWrapperAccessors[2], 3);
     const Object type = getClass(module, "Thing"), thing = createInstance(type);
-    return {result,
-            values,
-            dictionary,
-            list,
-            module,
-            function,
-            type,
-            thing,
-            getItem(list, 0),
-            newEntity(module),
-            getModule("station"),
-            getFunction(thing, "method")};
+    const Object item = getItem(list, 0), entity = newEntity(module),
+                 station = getModule("station"), method = getFunction(thing, "method");
+    return {result, values, dictionary, list,   module,  function,
+            type,   thing,  item,       entity, station, method};
   }
 
-  // Whether an interpreter runs or not, they hold nothing; all but what gives them something new to
-  // hold answers so.
+  // Whether an interpreter runs or not, they hold nothing.
   static void useOld(const std::vector<Object> &old) {
-    Tour tour(false);
-    tour.wanted = [](std::string_view name) {
-      return !name.starts_with("Constructor(") && name != "Clear()";
-    };
-    for (const Object &wrapper : old)
-      tour.visit(wrapper);
-    std::erase_if(tour.answers, [](std::string_view name) {
-      return name == "Name" || name == "OwnerModule" ||
-             name == "DeleteAttribute(name as String) as Integer";
-    });
-    EXPECT_EQ(tour.answers, std::vector<std::string>());
+    EXPECT_EQ(Tour::answersOf(old), std::vector<std::string>());
     EXPECT_FALSE(errorOccurred()) << getError();
-    const Object list = newList();
-    for (const std::size_t i : {1U, 2U, 3U, 8U, 9U})
-      append(list, old[i]); // leaves Python's error
-    EXPECT_EQ(list.get<int>("Count"), 0);
-    clearError();
   }
 
   const Life life_;
@@ -129,59 +104,34 @@ private:
 
 // --- The same life without the plug-in ---
 
-PyObject *swallow(PyObject *, PyObject *) { return PY(Py_BuildValue)(""); }
+// Gives what the plug-in's wrappers would hold.
+constexpr const char *kPlainLife = R"(
+import sys, types
+class Out:
+  def write(self, text): pass
+class Stop:
+  def answer(self, value): return value
+sys.stdout = Out()
+sys.path.append(')" QUILLIX_TEST_DATA_DIR R"(')
+station = sys.modules['station'] = types.ModuleType('station')
+station.Stop, station.answer = Stop, lambda value: value
+import restart_work as work
+result, thing = getattr(work, '%s')(), work.Thing()
+held = (result, result, result[2], result[3], work, getattr(work, '%s'), work.Thing, thing,
+        result[3][0], object(), station, thing.method)
+)";
 
-PyObject *answerPlainly(PyObject *, PyObject *arguments) {
-  PyObject *const last = PyTuple_GET_ITEM(arguments, PyTuple_GET_SIZE(arguments) - 1);
-  return PY(PyLong_FromLong)(PyInt_AS_LONG(last));
-}
-
-void addPlainly(PyObject *list, PyObject *owned) {
-  ASSERT_NE(owned, nullptr) << takeErrorClass();
-  PY(PyList_Append)(list, owned);
-  Py_DECREF(owned);
-}
-
-// What the plug-in's wrappers would hold is abandoned here, too.
 void liveOnceWithoutPlugin(const Life &life) {
-  static PyMethodDef write[] = {{"write", swallow, METH_VARARGS, nullptr}, {}};
-  static PyMethodDef answers[] = {{"answer", answerPlainly, METH_VARARGS, nullptr}, {}};
-  const auto newModule = [](const char *name, PyMethodDef *methods) {
-    return PY(Py_InitModule4)(name, methods, nullptr, nullptr, PYTHON_API_VERSION);
-  };
-  char path[] = "path", out[] = "stdout";
+  std::string source = kPlainLife;
+  for (std::size_t at = 0; (at = source.find("%s")) != source.npos;)
+    source.replace(at, 2, life.work);
   PY(Py_Initialize)();
-  PY(PySys_SetObject)(out, newModule("aview", write));
-  addPlainly(PY(PySys_GetObject)(path), PY(PyString_FromString)(QUILLIX_TEST_DATA_DIR));
-
-  PyObject *const station = newModule("station", answers), *const dict = PY(PyDict_New)();
-  PyObject *const name = PY(PyString_FromString)("Stop");
-  PyObject *const stop = PY(PyClass_New)(nullptr, dict, name);
-  PyObject *const function = PY(PyCFunction_NewEx)(answers, nullptr, nullptr);
-  PyObject *const method = PY(PyMethod_New)(function, nullptr, stop);
-  PY(PyDict_SetItemString)(dict, "answer", method);
-  PY(PyObject_SetAttrString)(station, "Stop", stop);
-  for (PyObject *made : {dict, name, stop, function, method})
-    Py_DECREF(made);
-
-  PyObject *const module = PY(PyImport_ImportModule)(kWork);
-  ASSERT_NE(module, nullptr);
-  std::vector<PyObject *> owned = {module, PY(PyObject_GetAttrString)(module, life.work),
-                                   PY(PyObject_GetAttrString)(module, "Thing")};
-  owned.push_back(PY(PyObject_CallObject)(owned[1], nullptr)); // what work() gave
-  owned.push_back(PY(PyObject_CallObject)(owned[2], nullptr)); // an instance
-  ASSERT_TRUE(owned[3] && owned[4]);
-  owned.push_back(PY(PyObject_GetAttrString)(owned[4], "method"));
-  for (PyObject *shared : {owned[3], PyTuple_GET_ITEM(owned[3], 2), PyTuple_GET_ITEM(owned[3], 3),
-                           PyList_GET_ITEM(PyTuple_GET_ITEM(owned[3], 3), 0), station}) {
-    Py_INCREF(shared);
-    owned.push_back(shared);
+  runPython(source);
+  if (life.keep) { // abandoned, as by the wrappers
+    const Evaluated held("held");
+    for (Py_ssize_t i = 0; i < PyTuple_GET_SIZE(held.get()); ++i)
+      Py_INCREF(PyTuple_GET_ITEM(held.get(), i));
   }
-  static int hostObject = 0;
-  owned.push_back(PY(PyCapsule_New)(&hostObject, nullptr, nullptr));
-  if (!life.keep)
-    for (PyObject *object : owned)
-      Py_DECREF(object);
   PY(Py_Finalize)();
 }
 
@@ -195,56 +145,46 @@ struct Growth {
   double resident;
 };
 
-double allocatedBytes() {
+Growth bytesNow() {
   const struct mallinfo2 info = mallinfo2();
-  return static_cast<double>(info.uordblks + info.hblkhd);
-}
-
-double residentBytes() {
   long size = 0, resident = 0;
   std::ifstream("/proc/self/statm") >> size >> resident;
-  return static_cast<double>(resident * sysconf(_SC_PAGESIZE));
+  return {static_cast<double>(info.uordblks + info.hblkhd),
+          static_cast<double>(resident * sysconf(_SC_PAGESIZE))};
 }
 
 // The first half of the lives warms up.
 Growth measure(int count, const std::function<void()> &live) {
   std::vector<double> steps;
-  double before = 0, resident = 0;
-  for (int i = 0; i < count && !::testing::Test::HasFailure(); ++i) {
-    if (i == count / 2)
-      resident = residentBytes();
+  for (int i = 0; i < count / 2; ++i)
     live();
-    const double now = allocatedBytes();
-    if (i >= count / 2)
-      steps.push_back(now - before);
-    before = now;
+  const Growth start = bytesNow();
+  for (int i = 0; i < count / 2 && !::testing::Test::HasFailure(); ++i) {
+    const double before = bytesNow().allocated;
+    live();
+    steps.push_back(bytesNow().allocated - before);
   }
   if (steps.empty())
     return {};
-  resident = (residentBytes() - resident) / static_cast<double>(steps.size());
-  std::ranges::nth_element(steps, steps.begin() + static_cast<std::ptrdiff_t>(steps.size() / 2));
-  return {steps[steps.size() / 2], resident};
+  const auto middle = steps.begin() + static_cast<std::ptrdiff_t>(steps.size() / 2);
+  std::ranges::nth_element(steps, middle);
+  return {*middle, (bytesNow().resident - start.resident) / static_cast<double>(steps.size())};
 }
 
 // In a process of its own, all of whose growth is that of these lives.
 Growth measureApart(int count, const std::function<std::function<void()>()> &prepare) {
-  int ends[2] = {};
-  EXPECT_EQ(pipe(ends), 0);
+  auto *const growth = static_cast<Growth *>(
+      mmap(nullptr, sizeof(Growth), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
   std::fflush(nullptr);
   const pid_t child = fork();
   if (child == 0) {
-    const Growth growth = measure(count, prepare());
-    const bool told = write(ends[1], &growth, sizeof growth) == sizeof growth;
-    _exit(told && !::testing::Test::HasFailure() ? 0 : 1);
+    *growth = measure(count, prepare());
+    _exit(::testing::Test::HasFailure());
   }
-  close(ends[1]);
-  Growth growth{};
   int status = -1;
-  EXPECT_EQ(::read(ends[0], &growth, sizeof growth), static_cast<ssize_t>(sizeof growth));
   EXPECT_EQ(waitpid(child, &status, 0), child);
   EXPECT_EQ(status, 0);
-  close(ends[0]);
-  return growth;
+  return *growth;
 }
 
 // malloc's figures are not those of the tool's allocator, and a freed block stays resident.

@@ -16,6 +16,20 @@ void Tour::visit(const host::Object &instance) {
     call(member, instance);
 }
 
+std::vector<std::string> Tour::answersOf(const std::vector<host::Object> &oldWrappers) {
+  Tour tour(false);
+  tour.wanted = [](std::string_view name) {
+    return !name.starts_with("Constructor(") && name != "Clear()";
+  };
+  for (const host::Object &wrapper : oldWrappers)
+    tour.visit(wrapper);
+  std::erase_if(tour.answers, [](std::string_view name) {
+    return name == "Name" || name == "OwnerModule" ||
+           name == "DeleteAttribute(name as String) as Integer";
+  });
+  return tour.answers;
+}
+
 void Tour::call(const host::Member &member, const host::Object &self) {
   if (wanted && !wanted(member.name))
     return;

@@ -101,18 +101,6 @@ void letPythonCall(std::function<void()> hostCode) {
 void WrapperTest::SetUp() {
   RunningTest::SetUp();
   runPython("value = (1, 2)");
-  theValue = Evaluated("value").get();
-  before_ = theValue->ob_refcnt;
-  truths_ = Evaluated("True").references();
-}
-
-void WrapperTest::TearDown() {
-  runPython("for _name in globals().keys():\n"
-            "  if _name != 'value' and not _name.startswith('_'): del globals()[_name]\n"
-            "import gc; gc.collect()");
-  EXPECT_EQ(references(), 0);
-  EXPECT_EQ(Evaluated("True").references(), truths_);
-  RunningTest::TearDown();
 }
 
 void expectReentrant(const std::function<Object()> &make,

@@ -159,18 +159,10 @@ void letPythonSee(const char *name, PyObject *object);
 // Publishes "host.call()", which runs this.
 void letPythonCall(std::function<void()> hostCode);
 
-// The interpreter runs and has a tuple, __main__.value. It and True must end with as many references
-// as they had once the test's own variables in __main__ are gone.
+// The interpreter runs and has a tuple, __main__.value.
 class WrapperTest : public RunningTest {
 protected:
   void SetUp() override;
-  void TearDown() override;
-  Py_ssize_t references() const { return theValue->ob_refcnt - before_; } // more than at the start
-  PyObject *theValue = nullptr;                                           // borrowed from __main__
-
-private:
-  Py_ssize_t before_ = 0;
-  Py_ssize_t truths_ = 0;
 };
 
 // Calls each operation on a new wrapper while Python code in its midst calls host code, which does
