@@ -102,7 +102,8 @@ void checkNothingAlive();
 // Off for a host that offers a plug-in no locks: nothing is counted then, and nothing goes.
 void countLocks(bool count);
 
-// Freed blocks are kept for a while, so that their use can be seen. Off for measurements of speed.
+// Freed blocks are kept for a while, so that their use can be seen. Off for measurements of speed:
+// small blocks are used again at once then. Nothing may be alive.
 void keepFreedBlocks(bool keep);
 void giveFreedBlocksBack();
 
