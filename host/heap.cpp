@@ -36,6 +36,7 @@ constinit Block gObjects{0, 0, &gObjects, &gObjects, 0}; // rings, oldest first
 constinit Block gStrings{0, 0, &gStrings, &gStrings, 0};
 constinit bool gEmptyStringObjects = false;
 constinit bool gCountLocks = true;
+constinit Traffic gTraffic;
 
 void link(Block &ring, Block *block) {
   block->previous = ring.previous;
@@ -84,8 +85,30 @@ void giveBack(Block *block) {
   std::free(block);
 }
 
+// --- spare blocks: for measurements, small ones that are freed serve again without malloc -------
+
+constexpr std::size_t kSpareStep = alignof(std::max_align_t);
+constexpr std::size_t kLargestSpare = 16 * kSpareStep; // bytes
+
+constinit Block *gSpare[kLargestSpare / kSpareStep + 1] = {}; // lists by size in steps
+
+Block *&spares(std::size_t size) { return gSpare[(size + kSpareStep - 1) / kSpareStep]; }
+
+// Null when there is no memory. A spare block serves every size of its list.
+void *allocate(std::size_t size) {
+  if (gKeepFreed || size > kLargestSpare)
+    return std::malloc(size);
+  if (Block *&first = spares(size))
+    return std::exchange(first, first->next);
+  return std::malloc((size + kSpareStep - 1) / kSpareStep * kSpareStep);
+}
+
 // Takes a block whose magic already says that it is freed.
 void retire(Block *block) {
+  if (!gKeepFreed && block->size <= kLargestSpare) {
+    block->next = std::exchange(spares(block->size), block);
+    return;
+  }
   if (!gKeepFreed || block->size > kLargestKept) {
     std::free(block);
     return;
@@ -146,6 +169,7 @@ void addLock(Block *block, const char *user) {
   if (block->locks == std::numeric_limits<std::uint32_t>::max())
     misuse("%s: too many locks", user);
   ++block->locks;
+  ++gTraffic.locks;
 }
 
 void destroy(REALobject object) {
@@ -180,14 +204,17 @@ void misuse(const char *format, ...) {
 }
 
 REALobject newObject(const Class &type) {
-  auto *const object = static_cast<REALobject>(std::calloc(1, type.instanceSize));
+  auto *const object = static_cast<REALobject>(allocate(type.instanceSize));
   if (!object)
     misuse("no memory for an object of class %s", type.name.c_str());
   object->magic = kObject;
   object->locks = 1;
   object->size = type.instanceSize;
   object->type = &type;
+  object->attachments = nullptr;
+  std::memset(static_cast<void *>(object + 1), 0, type.instanceSize - sizeof *object);
   link(gObjects, object);
+  ++gTraffic.objects;
   for (const ClassFunction constructor : type.constructors)
     constructor(object);
   return object;
@@ -195,7 +222,7 @@ REALobject newObject(const Class &type) {
 
 REALstring newStringObject(std::string_view bytes, std::uint32_t encoding) {
   const std::size_t size = sizeof(REALstringStruct) + bytes.size() + 1;
-  auto *const string = static_cast<REALstring>(std::malloc(size));
+  auto *const string = static_cast<REALstring>(allocate(size));
   if (!string || bytes.size() > std::numeric_limits<std::int32_t>::max())
     misuse("no memory for a string of %zu bytes", bytes.size());
   string->magic = kString;
@@ -207,6 +234,8 @@ REALstring newStringObject(std::string_view bytes, std::uint32_t encoding) {
   std::copy(bytes.begin(), bytes.end(), copy);
   copy[bytes.size()] = '\0';
   link(gStrings, string);
+  ++gTraffic.strings;
+  gTraffic.stringBytes += bytes.size();
   return string;
 }
 
@@ -285,6 +314,8 @@ std::size_t livingStrings() {
   return count;
 }
 
+Traffic traffic() { return gTraffic; }
+
 std::string survivors() {
   const std::size_t objects = livingObjects();
   const std::size_t strings = livingStrings();
@@ -311,6 +342,7 @@ void checkNothingAlive() {
 void countLocks(bool count) { gCountLocks = count; }
 
 void keepFreedBlocks(bool keep) {
+  checkNothingAlive(); // it would be too small for the list that it goes on
   gKeepFreed = keep;
   giveFreedBlocksBack();
 }
@@ -319,6 +351,9 @@ void giveFreedBlocksBack() {
   for (Block *&block : gFreed)
     if (Block *const freed = std::exchange(block, nullptr))
       giveBack(freed);
+  for (Block *&first : gSpare)
+    while (first)
+      std::free(std::exchange(first, first->next));
 }
 
 } // namespace host

@@ -82,6 +82,17 @@ template <class T> T &classData(REALobject object, const REALclassDefinition &re
 std::size_t livingObjects(std::string_view className = {}); // of exactly that class, or of any
 std::size_t livingStrings();
 
+// How much was made and locked since the process began; a lock that comes with a new object or
+// string does not count.
+struct Traffic {
+  std::uint64_t objects = 0;
+  std::uint64_t strings = 0;
+  std::uint64_t stringBytes = 0;
+  std::uint64_t locks = 0;
+  bool operator==(const Traffic &other) const = default;
+};
+Traffic traffic();
+
 // What is alive, for a reader; empty when nothing is.
 std::string survivors();
 
@@ -91,7 +102,8 @@ void checkNothingAlive();
 // Off for a host that offers a plug-in no locks: nothing is counted then, and nothing goes.
 void countLocks(bool count);
 
-// Freed blocks are kept for a while, so that their use can be seen. Off for measurements of speed.
+// Freed blocks are kept for a while, so that their use can be seen. Off for measurements of speed:
+// small blocks are used again at once then. Nothing may be alive.
 void keepFreedBlocks(bool keep);
 void giveFreedBlocksBack();
 

@@ -55,6 +55,25 @@ TEST_F(HostTest, laysClassDataOutSuperClassFirst) {
   EXPECT_EQ(gLife, "bdDB");
 }
 
+// Spare blocks serve again, cleared, for whatever has their size.
+TEST_F(HostTest, clearsAndCountsWhatServesAgain) {
+  host::keepFreedBlocks(false);
+  const host::Traffic before = host::traffic();
+  for (const std::size_t length : {30U, 20U, 25U, 3000U}) {
+    const host::String text(std::string(length, '!'));
+    const host::Object object = host::create("Derived"), other = object;
+    EXPECT_EQ(text.text(), std::string(length, '!'));
+    EXPECT_EQ(std::exchange(host::classData<double>(object.get(), gDerived), 1.5), 0);
+  }
+  const host::Traffic after = host::traffic();
+  EXPECT_EQ(after.objects - before.objects, 4U);
+  EXPECT_EQ(after.strings - before.strings, 4U);
+  EXPECT_EQ(after.stringBytes - before.stringBytes, 3075U);
+  EXPECT_EQ(after.locks - before.locks, 4U);
+  EXPECT_EQ(host::survivors(), "");
+  host::keepFreedBlocks(true);
+}
+
 struct Misuse {
   const char *message; // a regular expression
   void (*commit)();

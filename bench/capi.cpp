@@ -1,0 +1,243 @@
+// The same work by hand through Python's C API, as one writes it who cares for speed: every failure
+// is noticed, and nothing is looked up or converted twice.
+
+#include "bench/bench.h"
+
+namespace bench {
+namespace {
+
+using benchmark::DoNotOptimize;
+
+PyObject *newText(std::string_view text) {
+  return must(PyString_FromStringAndSize(text.data(), static_cast<Py_ssize_t>(text.size())));
+}
+
+std::string_view textOf(PyObject *string) {
+  char *bytes = nullptr;
+  Py_ssize_t count = 0;
+  must(PyString_AsStringAndSize(string, &bytes, &count));
+  return {bytes, static_cast<std::size_t>(count)};
+}
+
+void letGo(PyObject *) {}
+
+std::size_t gHeard = 0; // bytes
+
+PyObject *add(PyObject *, PyObject *arguments) {
+  if (PyTuple_GET_SIZE(arguments) != 2) {
+    PyErr_SetString(PyExc_TypeError, "add takes two integers");
+    return nullptr;
+  }
+  const long one = PyInt_AsLong(PyTuple_GET_ITEM(arguments, 0));
+  const long other = PyInt_AsLong(PyTuple_GET_ITEM(arguments, 1));
+  return PyErr_Occurred() ? nullptr : PyLong_FromLong(one + other);
+}
+
+PyObject *write(PyObject *, PyObject *arguments) {
+  char *bytes = nullptr;
+  Py_ssize_t count = 0;
+  if (PyTuple_GET_SIZE(arguments) != 1 ||
+      PyString_AsStringAndSize(PyTuple_GET_ITEM(arguments, 0), &bytes, &count) < 0)
+    return nullptr;
+  gHeard += std::string_view(bytes, static_cast<std::size_t>(count)).size();
+  Py_RETURN_NONE;
+}
+
+PyMethodDef gMethods[] = {{"add", add, METH_VARARGS, nullptr},
+                          {"write", write, METH_VARARGS, nullptr},
+                          {nullptr, nullptr, 0, nullptr}};
+
+struct CApi {
+  // --- Calls ---
+
+  static void callFreshTuple(benchmark::State &state) {
+    PyObject *const function = global("first");
+    for (auto _ : state) {
+      PyObject *const arguments = must(PyTuple_New(2));
+      PyTuple_SET_ITEM(arguments, 0, must(PyInt_FromLong(kNumber)));
+      PyTuple_SET_ITEM(arguments, 1, newText(kText));
+      PyObject *const result = must(PyObject_CallObject(function, arguments));
+      DoNotOptimize(PyInt_AsLong(result));
+      Py_DECREF(result);
+      Py_DECREF(arguments);
+    }
+    Py_DECREF(function);
+  }
+
+  static void callReusedTuple(benchmark::State &state) {
+    PyObject *const function = global("first");
+    PyObject *const arguments = must(PyTuple_New(2));
+    PyTuple_SET_ITEM(arguments, 0, must(PyInt_FromLong(kNumber)));
+    PyTuple_SET_ITEM(arguments, 1, newText(kText));
+    for (auto _ : state) {
+      PyObject *const result = must(PyObject_CallObject(function, arguments));
+      Py_DECREF(result);
+    }
+    Py_DECREF(arguments);
+    Py_DECREF(function);
+  }
+
+  static void callNoArguments(benchmark::State &state) {
+    PyObject *const function = global("nothing");
+    for (auto _ : state) {
+      PyObject *const result = must(PyObject_CallObject(function, nullptr));
+      Py_DECREF(result);
+    }
+    Py_DECREF(function);
+  }
+
+  static void method(benchmark::State &state) {
+    PyObject *const thing = global("thing");
+    for (auto _ : state) {
+      PyObject *const function = must(PyObject_GetAttrString(thing, "method"));
+      PyObject *const result = must(PyObject_CallObject(function, nullptr));
+      Py_DECREF(result);
+      Py_DECREF(function);
+    }
+    Py_DECREF(thing);
+  }
+
+  // --- Attributes ---
+
+  static void attributeInt64(benchmark::State &state) {
+    PyObject *const thing = global("thing");
+    for (auto _ : state) {
+      PyObject *const value = must(PyLong_FromLongLong(kNumber));
+      must(PyObject_SetAttrString(thing, "number", value));
+      Py_DECREF(value);
+      PyObject *const found = must(PyObject_GetAttrString(thing, "number"));
+      DoNotOptimize(PyLong_AsLongLong(found));
+      Py_DECREF(found);
+    }
+    Py_DECREF(thing);
+  }
+
+  static void attributeString(benchmark::State &state) {
+    PyObject *const thing = global("thing");
+    for (auto _ : state) {
+      PyObject *const value = newText(kText);
+      must(PyObject_SetAttrString(thing, "text", value));
+      Py_DECREF(value);
+      PyObject *const found = must(PyObject_GetAttrString(thing, "text"));
+      DoNotOptimize(textOf(found));
+      Py_DECREF(found);
+    }
+    Py_DECREF(thing);
+  }
+
+  // --- Containers ---
+
+  static void dictionaryStringKey(benchmark::State &state) {
+    PyObject *const dict = must(PyDict_New());
+    for (auto _ : state) {
+      PyObject *key = newText(kText);
+      PyObject *const value = must(PyInt_FromLong(kNumber));
+      must(PyDict_SetItem(dict, key, value));
+      Py_DECREF(value);
+      Py_DECREF(key);
+      key = newText(kText);
+      DoNotOptimize(PyInt_AsLong(must(PyDict_GetItem(dict, key))));
+      Py_DECREF(key);
+    }
+    Py_DECREF(dict);
+  }
+
+  static void dictionaryEntityKey(benchmark::State &state) {
+    PyObject *const dict = must(PyDict_New());
+    PyObject *const key = must(PyLong_FromLong(7));
+    PyObject *const value = must(PyLong_FromLong(kNumber));
+    must(PyDict_SetItem(dict, key, value));
+    for (auto _ : state)
+      DoNotOptimize(PyInt_AsLong(must(PyDict_GetItem(dict, key))));
+    Py_DECREF(value);
+    Py_DECREF(key);
+    Py_DECREF(dict);
+  }
+
+  static void list100(benchmark::State &state) {
+    for (auto _ : state) {
+      PyObject *const list = must(PyList_New(0));
+      for (int i = 0; i < kItems; ++i) {
+        PyObject *const value = must(PyLong_FromLong(kNumber + i));
+        must(PyList_Append(list, value));
+        Py_DECREF(value);
+      }
+      for (int i = 0; i < kItems; ++i)
+        DoNotOptimize(PyInt_AsLong(must(PyList_GetItem(list, i))));
+      Py_DECREF(list);
+    }
+  }
+
+  static void tuple100(benchmark::State &state) {
+    for (auto _ : state) {
+      PyObject *const tuple = must(PyTuple_New(kItems));
+      for (int i = 0; i < kItems; ++i)
+        must(PyTuple_SetItem(tuple, i, must(PyInt_FromLong(kNumber + i))));
+      for (int i = 0; i < kItems; ++i)
+        DoNotOptimize(PyInt_AsLong(must(PyTuple_GetItem(tuple, i))));
+      Py_DECREF(tuple);
+    }
+  }
+
+  // --- Strings and host objects ---
+
+  template <std::size_t kBytes> static void string(benchmark::State &state) {
+    const std::string text(kBytes, 'x');
+    PyObject *const tuple = must(PyTuple_New(1));
+    for (auto _ : state) {
+      must(PyTuple_SetItem(tuple, 0, newText(text)));
+      DoNotOptimize(textOf(must(PyTuple_GetItem(tuple, 0))));
+    }
+    Py_DECREF(tuple);
+  }
+
+  static void capsule(benchmark::State &state) {
+    int object = 0;
+    PyObject *const tuple = must(PyTuple_New(1));
+    for (auto _ : state) {
+      must(PyTuple_SetItem(tuple, 0, must(PyCapsule_New(&object, nullptr, letGo))));
+      DoNotOptimize(PyCapsule_GetPointer(must(PyTuple_GetItem(tuple, 0)), nullptr));
+    }
+    Py_DECREF(tuple);
+  }
+
+  // --- The way back ---
+
+  static void runThousand(benchmark::State &state, const char *before, const char *name) {
+    Py_InitModule("by_hand", gMethods);
+    run(before);
+    PyObject *const function = global(name);
+    for (auto _ : state) {
+      PyObject *const result = must(PyObject_CallObject(function, nullptr));
+      Py_DECREF(result);
+    }
+    Py_DECREF(function);
+  }
+
+  static void hostFunction(benchmark::State &state) {
+    runThousand(state, "import by_hand; function = by_hand.add", "call_thousand");
+  }
+
+  static void print(benchmark::State &state) {
+    gHeard = 0;
+    runThousand(state, "import by_hand; sys.stdout = by_hand", "print_thousand");
+    run("sys.stdout = aview");
+    if (gHeard < (kLine.size() + 1) * kRepeats)
+      state.SkipWithError("not everything was heard");
+  }
+
+  static void initFinalize(benchmark::State &state) {
+    for (auto _ : state) {
+      Py_Initialize();
+      Py_Finalize();
+    }
+  }
+};
+
+} // namespace
+
+void registerCApi(std::string_view filter, bool running) {
+  registerColumn<CApi>("capi", filter, running);
+}
+
+} // namespace bench
