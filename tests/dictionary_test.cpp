@@ -110,7 +110,8 @@ TEST_F(DictionaryTest, aKeyOrValueMayCallHostCode) {
                    [&](auto &d) { getValue(d, key()); },
                    [&](auto &d) { setValue(d, key(), entityOf("value")); },
                    [&](auto &d) { removeKey(d, key()); }, [](auto &d) { d.call("Clear()"); },
-                   [](auto &d) { d.call("Constructor()"); }});
+                   [](auto &d) { d.call("Constructor()"); }},
+                  true);
 }
 
 TEST_F(DictionaryTest, whatTheArgumentsHoldMayBeReplacedMeanwhile) {

@@ -103,22 +103,27 @@ void WrapperTest::SetUp() {
   runPython("value = (1, 2)");
 }
 
-void expectReentrant(const std::function<Object()> &make,
-                     const std::vector<Operation> &operations) {
+void expectReentrant(const std::function<Object()> &make, const std::vector<Operation> &operations,
+                     bool lastReplaces) {
   Object wrapper;
   std::vector<std::function<void()>> acts = {quillix::finalize};
   for (const Operation &operation : operations)
     acts.push_back([&] { operation(wrapper); });
   std::function<void()> act; // once
+  bool replaces = false;
+  const PyObject *const value = Evaluated("value").get(); // __main__ keeps it
   letPythonCall([&] {
+    const Py_ssize_t references = value->ob_refcnt;
     if (const auto now = std::exchange(act, {}))
       now();
+    EXPECT_TRUE(!replaces || value->ob_refcnt >= references) << "what is in use has gone";
   });
   for (std::size_t i = 0; i < operations.size(); ++i)
     for (std::size_t j = 0; j < acts.size(); ++j) {
       SCOPED_TRACE("operation " + std::to_string(i) + ", act " + std::to_string(j));
       wrapper = make();
       act = acts[j];
+      replaces = lastReplaces && j + 1 == acts.size();
       operations[i](wrapper);
       EXPECT_FALSE(act) << "no host code ran";
       act = {};
