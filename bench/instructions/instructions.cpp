@@ -10,6 +10,9 @@
 #include <valgrind/callgrind.h>
 
 #include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <vector>
 
 #include "host/call.h"
 
@@ -382,6 +385,7 @@ void measureErrors() {
 // What must cost the same, or for each item the same, however many there are.
 void measureAmounts(const Samples &samples) {
   std::vector<Object> alive;
+  alive.reserve(10000);
   const char *make = "FromObject(value as Object) as PythonEntity";
   for (int i = 0; i < 10000; ++i) {
     alive.push_back(host::callShared<Object>("PythonEntity", make, samples.object));
