@@ -12,26 +12,40 @@
 //
 // All zero, as the host makes class data, is a wrapper that holds nothing.
 struct HeldObject {
-  PyObject *object;
-  std::uintptr_t interpreter;
+  PyObject *object;           // not null where there is an interpreter
+  std::uintptr_t interpreter; // 0 for none
 
   // Borrowed; null when there is nothing to talk to. Every operation starts here.
-  PyObject *borrow() const { return interpreter == gInterpreter ? object : nullptr; }
+  PyObject *borrow() const {
+    if (interpreter != gInterpreter) [[unlikely]] {
+      return nullptr;
+    }
+    if (!object) {
+      __builtin_unreachable(); // saves every operation a second test
+    }
+    return object;
+  }
 
   PyRef share() const { return PyRef::share(borrow()); }
 
   // Takes over a reference, or null, and releases the one that was held before.
   void hold(PyRef owned) {
     PyRef old(borrow());
+    fill(std::move(owned));
+  }
+
+  // The same where nothing was held before.
+  void fill(PyRef owned) {
     object = owned.release();
-    interpreter = gInterpreter;
+    interpreter = object ? gInterpreter : 0;
   }
 
   // For the destructor of the class that owns this data. Without an interpreter of ours nothing is
   // called and nothing released.
   void drop() {
     if (gPythonInitialized && borrow()) {
-      PyRef released(std::exchange(object, nullptr));
+      interpreter = 0;
+      PyRef released(object);
     }
   }
 };
@@ -40,7 +54,8 @@ struct HeldObject {
 // once code may have run that replaces it.
 class Access {
 public:
-  explicit Access(const HeldObject &held) : object_(held.borrow()) {}
+  explicit Access(const HeldObject &held) : Access(held.borrow()) {}
+  explicit Access(PyObject *borrowed) : object_(borrowed) {}
 
   explicit operator bool() const { return object_ != nullptr; }
   PyObject *get() const { return object_; }
@@ -54,7 +69,8 @@ private:
 // Both are false when nothing is held.
 class Operation {
 public:
-  explicit Operation(const HeldObject &held) : object_(held.share()) {}
+  explicit Operation(const HeldObject &held) : Operation(held.borrow()) {}
+  explicit Operation(PyObject *borrowed) : object_(PyRef::share(borrowed)) {}
 
   explicit operator bool() const { return static_cast<bool>(object_); }
   PyObject *get() const { return object_.get(); }
@@ -94,7 +110,13 @@ extern REALclassRef PythonResultClassRef;
 
 // A new instance of a value wrapper class, which takes over the reference; its lock belongs to the
 // caller. Nil when the host makes none; the reference is released then.
-REALobject newWrapper(REALclassRef &cache, const char *className, PyRef object);
+inline REALobject newWrapper(REALclassRef &cache, const char *className, PyRef object) {
+  REALobject instance = REALnewInstanceWithClass(cachedClassRef(cache, className));
+  if (instance) [[likely]] {
+    entityHeld(instance).fill(std::move(object));
+  }
+  return instance;
+}
 
 inline REALobject newEntity(PyRef object) {
   return newWrapper(PythonEntityClassRef, "PythonEntity", std::move(object));
@@ -150,14 +172,38 @@ inline bool isFloat(PyObject *object) {
 
 // --- Conversions ---
 
+// The rare cases of the two below.
+std::int32_t refuseWideInt();
+std::uint64_t readUInt64OfInt(PyObject *object);
+
 // PyInt_AsLong with the outcome of a 32-bit long: -1 and OverflowError outside 32 bits.
-std::int32_t readInt32(PyObject *object);
+inline std::int32_t readInt32(PyObject *object) {
+  long value = EPyInt_AsLong(object);
+  auto narrow = static_cast<std::int32_t>(value);
+  return narrow == value ? narrow : refuseWideInt();
+}
+
 // PyLong_AsUnsignedLongLong, for an int that counts as a long too.
-std::uint64_t readUInt64(PyObject *object);
+inline std::uint64_t readUInt64(PyObject *object) {
+  return PyLong_Check(object) ? EPyLong_AsUnsignedLongLong(object) : readUInt64OfInt(object);
+}
+
 // A new string of a str's bytes; nil, with Python's error set, when they cannot be had.
-REALstring readString(PyObject *object);
+inline REALstring readString(PyObject *object) {
+  char *bytes = nullptr;
+  Py_ssize_t count = 0;
+  if (EPyString_AsStringAndSize(object, &bytes, &count) == -1) [[unlikely]] {
+    return nullptr;
+  }
+  return newString(bytes, static_cast<std::size_t>(count));
+}
+
 // The capsule's host object, locked for the receiver.
-REALobject readObject(PyObject *capsule);
+inline REALobject readObject(PyObject *capsule) {
+  REALobject object = capsuleObject(capsule);
+  ELockObject(object);
+  return object;
+}
 
 // One policy per row of the conversions: `is` decides whether a Python object converts, `read`
 // converts one that passed, `make` makes a Python object (null with Python's error set on failure).
@@ -272,8 +318,10 @@ struct List {
 } // namespace as
 
 // A borrowed object as a host value; the zero value when it is null or of another type.
-template <class Value> typename Value::Result convert(PyObject *object) {
+template <class Value> inline typename Value::Result convert(PyObject *object) {
   return object && Value::is(object) ? Value::read(object) : typename Value::Result{};
 }
 
-template <class Value> REALboolean passes(PyObject *object) { return object && Value::is(object); }
+template <class Value> inline REALboolean passes(PyObject *object) {
+  return object && Value::is(object);
+}

@@ -12,16 +12,11 @@
 namespace {
 
 // The capsules alive and their host objects: a hash table with open addressing, a power of two of
-// entries, never more than three quarters full.
+// entries, never more than half full.
 class CapsuleTable {
 public:
   // Makes room for one more; false when there is no memory.
-  bool reserve() {
-    if (count_ + 1 <= capacity_ / 4 * 3) {
-      return true;
-    }
-    return grow();
-  }
+  bool reserve() { return count_ < limit_ || grow(); }
 
   // There must be room.
   void add(PyObject *capsule, REALobject object) {
@@ -33,15 +28,10 @@ public:
   }
 
   // The capsule's host object, or nil for a capsule that is not here.
-  REALobject find(PyObject *capsule) const {
-    return count_ ? entries_[position(capsule)].object : nullptr;
-  }
+  REALobject find(PyObject *capsule) const { return entries_[position(capsule)].object; }
 
   // Takes a capsule out and yields its host object, or nil.
   REALobject remove(PyObject *capsule) {
-    if (!count_) {
-      return nullptr;
-    }
     std::size_t hole = position(capsule);
     REALobject object = entries_[hole].object;
     if (!object) {
@@ -63,10 +53,10 @@ public:
   void release() {
     CapsuleTable old = *this;
     *this = {};
-    for (std::size_t i = 0; i < old.capacity_; ++i) {
+    for (std::size_t i = 0; i <= old.mask_; ++i) {
       EUnlockObject(old.entries_[i].object);
     }
-    std::free(old.entries_);
+    old.free();
   }
 
 private:
@@ -76,16 +66,15 @@ private:
   };
 
   static constexpr std::size_t kLeast = 16;
+  static Entry none_[1]; // the entries of a table without room
 
   // Objects are aligned, so the low bits say nothing.
   std::size_t home(PyObject *capsule) const {
     auto address = reinterpret_cast<std::uintptr_t>(capsule);
-    return ((address >> 4) ^ (address >> 12)) & (capacity_ - 1);
+    return ((address >> 4) ^ (address >> 12)) & mask_;
   }
-  std::size_t next(std::size_t i) const { return (i + 1) & (capacity_ - 1); }
-  std::size_t distance(std::size_t from, std::size_t to) const {
-    return (to - from) & (capacity_ - 1);
-  }
+  std::size_t next(std::size_t i) const { return (i + 1) & mask_; }
+  std::size_t distance(std::size_t from, std::size_t to) const { return (to - from) & mask_; }
 
   // Where the capsule is, or the empty entry that ends the search for it.
   std::size_t position(PyObject *capsule) const {
@@ -96,27 +85,38 @@ private:
     return i;
   }
 
-  bool grow() {
+  [[gnu::noinline]] bool grow() {
     CapsuleTable larger;
-    larger.capacity_ = capacity_ ? capacity_ * 2 : kLeast;
-    larger.entries_ = static_cast<Entry *>(std::calloc(larger.capacity_, sizeof(Entry)));
+    const std::size_t capacity = limit_ ? (mask_ + 1) * 2 : kLeast;
+    larger.entries_ = static_cast<Entry *>(std::calloc(capacity, sizeof(Entry)));
     if (!larger.entries_) {
       return false;
     }
-    for (std::size_t i = 0; i < capacity_; ++i) {
+    larger.mask_ = capacity - 1;
+    larger.limit_ = capacity / 2;
+    for (std::size_t i = 0; i <= mask_; ++i) {
       if (entries_[i].capsule) {
         larger.add(entries_[i].capsule, entries_[i].object);
       }
     }
-    std::free(entries_);
+    free();
     *this = larger;
     return true;
   }
 
-  Entry *entries_ = nullptr;
-  std::size_t capacity_ = 0;
+  void free() {
+    if (limit_) {
+      std::free(entries_);
+    }
+  }
+
+  Entry *entries_ = none_;
+  std::size_t mask_ = 0;  // of a place in the table: one less than a power of two
+  std::size_t limit_ = 0; // how many it takes
   std::size_t count_ = 0;
 };
+
+constinit CapsuleTable::Entry CapsuleTable::none_[1] = {};
 
 constinit CapsuleTable gCapsules;
 

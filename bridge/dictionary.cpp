@@ -14,8 +14,8 @@ namespace {
 
 // Fills the extra slots when a dictionary is first constructed, or first needs them; as long as the
 // library does not have them all, every need asks again and is refused.
-bool ensureExtras() {
-  if (!EPyDict_DelItem) {
+inline bool ensureExtras() {
+  if (!EPyDict_DelItem) [[unlikely]] {
     PythonDictionary_LoadAPI();
   }
   return EPyDict_DelItem;
@@ -33,11 +33,11 @@ void PythonDictionary_Destructor(REALobject) {} // the dict is PythonEntityBase'
 
 // --- Keys. Null when there is no key: for the empty String, nil, and a wrapper that is empty. ---
 
-PyRef newKey(REALstring key) {
+inline PyRef newKey(REALstring key) {
   std::string_view bytes = bytesOf(key);
   return bytes.empty() ? PyRef() : newPythonString(bytes);
 }
-PyRef newKey(REALobject key) { return shareHeld(key); }
+inline PyRef newKey(REALobject key) { return shareHeld(key); }
 
 // --- Typed accessors ---
 

@@ -11,14 +11,6 @@ void PythonEntity_Destructor(REALobject self) { entityHeld(self).drop(); }
 
 } // namespace
 
-REALobject newWrapper(REALclassRef &cache, const char *className, PyRef object) {
-  REALobject instance = REALnewInstanceWithClass(cachedClassRef(cache, className));
-  if (instance) {
-    entityHeld(instance).hold(std::move(object));
-  }
-  return instance;
-}
-
 // An entity that host code makes bare holds nothing.
 void PythonEntity_Constructor(REALobject) {}
 

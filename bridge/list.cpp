@@ -19,9 +19,9 @@ void Initializer(REALobject) {
   }
 }
 
-// The held list; nothing as long as the library does not have the list functions.
-Operation openList(REALobject self) {
-  return Operation(EPyList_New ? entityHeld(self) : HeldObject{});
+// The held list, borrowed; null as long as the library does not have the list functions.
+inline PyObject *heldList(REALobject self) {
+  return EPyList_New ? entityHeld(self).borrow() : nullptr;
 }
 
 // Also the host's Clear: the old list is let go, not emptied, for others may hold it.
@@ -38,27 +38,27 @@ constexpr auto PythonList_Clear = holdNewList;
 // --- Items. An empty wrapper is null to Python, which refuses it with SystemError. ---
 
 void PythonList_Append(REALobject self, REALobject value) {
-  Operation list = openList(self);
+  Access list(heldList(self));
   if (list && value) {
-    EPyList_Append(list.get(), shareHeld(value).get());
+    EPyList_Append(list.get(), entityHeld(value).borrow());
   }
 }
 
 void PythonList_Insert(REALobject self, std::int32_t index, REALobject value) {
-  Operation list = openList(self);
+  Access list(heldList(self));
   if (list && value) {
-    EPyList_Insert(list.get(), index, shareHeld(value).get());
+    EPyList_Insert(list.get(), index, entityHeld(value).borrow());
   }
 }
 
 REALobject PythonList_GetItem(REALobject self, std::int32_t index) {
-  Operation list = openList(self);
+  Access list(heldList(self));
   PyRef item = PyRef::share(list ? EPyList_GetItem(list.get(), index) : nullptr);
   return item ? newEntity(std::move(item)) : nullptr;
 }
 
 void PythonList_SetItem(REALobject self, std::int32_t index, REALobject value) {
-  Operation list = openList(self);
+  Access list(heldList(self));
   PyRef item = shareHeld(value);
   if (list && item) {
     EPyList_SetItem(list.get(), index, item.release()); // stolen, also when refused
@@ -68,27 +68,27 @@ void PythonList_SetItem(REALobject self, std::int32_t index, REALobject value) {
 // --- The whole list ---
 
 REALobject PythonList_AsTuple(REALobject self) {
-  Operation list = openList(self);
+  Operation list(heldList(self));
   PyRef tuple(list ? EPyList_AsTuple(list.get()) : nullptr);
   return tuple ? newParameters(std::move(tuple)) : nullptr;
 }
 
 void PythonList_Sort(REALobject self) {
-  Operation list = openList(self);
+  Operation list(heldList(self));
   if (list) {
     EPyList_Sort(list.get());
   }
 }
 
 void PythonList_Reverse(REALobject self) {
-  Operation list = openList(self);
+  Operation list(heldList(self));
   if (list) {
     EPyList_Reverse(list.get());
   }
 }
 
 std::intptr_t PythonList_Count(REALobject self) {
-  Operation list = openList(self);
+  Access list(heldList(self));
   return list ? EPyList_Size(list.get()) : 0;
 }
 

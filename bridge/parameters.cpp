@@ -20,12 +20,13 @@ std::int32_t &lastError(REALobject self) {
   return classData<PythonParametersData>(self, PythonParametersClass).lastError;
 }
 
-bool inRange(PyObject *tuple, std::int32_t index) {
-  return index >= 0 && index < EPyTuple_Size(tuple);
+// A negative index is beyond any tuple when it is read as an unsigned one.
+inline bool inRange(PyObject *tuple, std::int32_t index) {
+  return std::int64_t{static_cast<std::uint32_t>(index)} < EPyTuple_Size(tuple);
 }
 
 // Borrowed; null when there is no such item.
-PyObject *itemAt(const Access &tuple, std::int32_t index) {
+inline PyObject *itemAt(const Access &tuple, std::int32_t index) {
   return tuple && inRange(tuple.get(), index) ? EPyTuple_GetItem(tuple.get(), index) : nullptr;
 }
 
@@ -112,12 +113,12 @@ template <class Value> void set(REALobject self, std::int32_t index, typename Va
   if (!tuple) {
     return;
   }
-  if (!inRange(tuple.get(), index)) {
+  if (!inRange(tuple.get(), index)) [[unlikely]] {
     lastError(self) = PY_ERROR_INDEX_OUT_OF_BOUNDS;
     return;
   }
   PyRef item = Value::make(value);
-  if (!item) {
+  if (!item) [[unlikely]] {
     lastError(self) = PY_ERROR_COULD_NOT_CONVERT;
     return;
   }
@@ -138,16 +139,16 @@ void PythonParameters_SetParamTuple(REALobject self, std::int32_t index, REALobj
   if (!tuple) {
     return;
   }
-  if (!value) {
+  if (!value) [[unlikely]] {
     lastError(self) = PY_NIL_PARAM_ERROR;
     return;
   }
-  if (!inRange(tuple.get(), index)) {
+  if (!inRange(tuple.get(), index)) [[unlikely]] {
     lastError(self) = PY_ERROR_INDEX_OUT_OF_BOUNDS;
     return;
   }
   PyRef item = shareHeld(value);
-  if (!item) {
+  if (!item) [[unlikely]] {
     lastError(self) = PY_NIL_PARAM_ERROR;
     return;
   }

@@ -98,7 +98,7 @@ REALobject newResult(PyRef object) {
   REALobject result =
       REALnewInstanceWithClass(cachedClassRef(PythonResultClassRef, "PythonResult"));
   if (result) {
-    resultHeld(result).hold(std::move(object));
+    resultHeld(result).fill(std::move(object));
   }
   return result;
 }

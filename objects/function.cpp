@@ -22,11 +22,12 @@ PythonFunctionData &functionData(REALobject self) {
 // no call at all.
 REALobject PythonFunction_Invoke(REALobject self, REALobject parameters) {
   Operation function(objectData(self).held);
-  PyRef arguments = shareHeld(parameters);
+  // Borrowed: the call keeps them.
+  PyObject *arguments = parameters ? entityHeld(parameters).borrow() : nullptr;
   if (!function || (parameters && !arguments)) {
     return nullptr;
   }
-  PyRef result(EPyObject_CallObject(function.get(), arguments.get()));
+  PyRef result(EPyObject_CallObject(function.get(), arguments));
   return result ? newResult(std::move(result)) : nullptr;
 }
 
@@ -54,9 +55,9 @@ REALobject newFunction(REALobject self, REALstring name, REALobject ownerModule,
   REALobject function =
       newNamedObject(PythonFunctionClassRef, "PythonFunction", name, std::move(found));
   if (function) {
+    functionData(function) = {ownerModule, ownerInstance};
     ELockObject(ownerModule);
     ELockObject(ownerInstance);
-    functionData(function) = {ownerModule, ownerInstance};
   }
   return function;
 }

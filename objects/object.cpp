@@ -3,27 +3,6 @@
 
 #include "objects/objects.h"
 
-void fillObject(REALobject instance, REALstring name, PyRef object) {
-  PythonObjectData &data = objectData(instance);
-  ELockString(name);
-  data.name = name;
-  data.held.hold(std::move(object));
-}
-
-REALobject newNamedObject(REALclassRef &cache, const char *className, REALstring name,
-                          PyRef object) {
-  REALobject instance = REALnewInstanceWithClass(cachedClassRef(cache, className));
-  if (instance) {
-    fillObject(instance, name, std::move(object));
-  }
-  return instance;
-}
-
-PyRef findAttribute(const Operation &object, REALstring name) {
-  const char *attribute = object ? nameOf(name) : nullptr;
-  return PyRef(attribute ? EPyObject_GetAttrString(object.get(), attribute) : nullptr);
-}
-
 REALboolean PythonModule_HasAttribute(REALobject self, REALstring name) {
   Operation object(objectData(self).held);
   const char *attribute = object ? nameOf(name) : nullptr;

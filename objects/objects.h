@@ -18,18 +18,32 @@ inline PythonObjectData &objectData(REALobject self) {
 }
 
 // Fills a new instance: locks the name for it and takes over the reference.
-void fillObject(REALobject instance, REALstring name, PyRef object);
+inline void fillObject(REALobject instance, REALstring name, PyRef object) {
+  PythonObjectData &data = objectData(instance);
+  data.name = name;
+  data.held.fill(std::move(object));
+  ELockString(name);
+}
 
 // A new instance of a named wrapper class, filled; its lock belongs to the caller. Nil when the
 // host makes none; the reference is released then.
-REALobject newNamedObject(REALclassRef &cache, const char *className, REALstring name,
-                          PyRef object);
+inline REALobject newNamedObject(REALclassRef &cache, const char *className, REALstring name,
+                                 PyRef object) {
+  REALobject instance = REALnewInstanceWithClass(cachedClassRef(cache, className));
+  if (instance) [[likely]] {
+    fillObject(instance, name, std::move(object));
+  }
+  return instance;
+}
 
 // --- Attributes ---
 
 // A new reference to an attribute of what the wrapper holds. Null without a name, and with Python's
 // error set when there is no such attribute.
-PyRef findAttribute(const Operation &object, REALstring name);
+inline PyRef findAttribute(const Operation &object, REALstring name) {
+  const char *attribute = object ? nameOf(name) : nullptr;
+  return PyRef(attribute ? EPyObject_GetAttrString(object.get(), attribute) : nullptr);
+}
 
 template <class Value> typename Value::Result getField(REALobject self, REALstring name) {
   Operation object(objectData(self).held);

@@ -12,40 +12,24 @@ std::int32_t (*IArray_Count)(REALobject) = nullptr;
 REALobject (*IArray_GetAt)(REALobject, std::int32_t) = nullptr;
 REALclassRef ObjectArrayRef = nullptr;
 
-namespace {
-
-// A host entry point, looked up by name until the host answers.
-template <class Function> class HostEntry {
-public:
-  explicit constexpr HostEntry(const char *name) : name_(name) {}
-
-  Function *get() {
-    if (!entry_) {
-      entry_ = reinterpret_cast<Function *>(HCallResolver(name_));
-    }
-    return entry_;
-  }
-
-private:
-  const char *name_;
-  Function *entry_ = nullptr;
-};
-
 constinit HostEntry<const char *(REALstring)> gGetCString("StringGetCString");
-constinit HostEntry<void *(void *, const char *)> gLoadGlobalMethod("REALLoadGlobalMethod");
+// The length function is a method of the host's framework, not an entry point.
+constinit HostEntry<std::int32_t(REALstring)> gStringLength("LenB( s as string ) as integer",
+                                                            REALLoadFrameworkMethod);
 constinit HostEntry<REALstring(const char *, std::int32_t, std::uint32_t)>
     gBuildString("REALBuildStringWithEncoding");
-constinit HostEntry<REALclassRef(const char *)> gObjectType("pluginObjectType");
 constinit HostEntry<REALobject(REALclassRef)> gCreateInstance("CreateInstance");
+
+namespace {
+
+constinit HostEntry<void *(void *, const char *)> gLoadGlobalMethod("REALLoadGlobalMethod");
+constinit HostEntry<REALclassRef(const char *)> gObjectType("pluginObjectType");
 constinit HostEntry<void *(REALobject, const char *)> gLoadObjectMethod("REALLoadObjectMethod");
 constinit HostEntry<void *(REALobject, HostWord)> gEventInstance("GetEventInstance");
 constinit HostEntry<signed char(REALobject, const char *, REALstring *)>
     gPropValueString("REALGetPropValueString");
 constinit HostEntry<void(REALclassDefinition *)> gRegisterClass("PluginRegisterClass");
 constinit HostEntry<void(REALmoduleDefinition *)> gRegisterModule("PluginRegisterModule");
-
-// The length function is a method of the host's framework, not an entry point.
-std::int32_t (*gStringLength)(REALstring) = nullptr;
 
 template <class Counted> void ignore(Counted) {}
 
@@ -81,38 +65,9 @@ void LoadEntryPoints() {
   requirePair(ELockString, EUnlockString);
 }
 
-const char *REALGetStringContents(REALstring string, std::int32_t *length) {
-  if (!string) {
-    return nullptr;
-  }
-  auto *getCString = gGetCString.get();
-  if (!gStringLength) {
-    gStringLength = reinterpret_cast<std::int32_t (*)(REALstring)>(
-        REALLoadFrameworkMethod("LenB( s as string ) as integer"));
-  }
-  if (length && gStringLength) {
-    *length = gStringLength(string);
-  }
-  return getCString ? getCString(string) : nullptr;
-}
-
-REALstring REALBuildStringWithEncoding(const char *bytes, std::int32_t byteCount,
-                                       std::uint32_t encoding) {
-  auto *entry = gBuildString.get();
-  return entry ? entry(bytes, byteCount, encoding) : nullptr;
-}
-
 REALclassRef REALGetClassRef(const char *className) {
   auto *entry = gObjectType.get();
   return entry ? entry(className) : nullptr;
-}
-
-REALobject REALnewInstanceWithClass(REALclassRef classRef) {
-  if (!classRef) {
-    return nullptr;
-  }
-  auto *entry = gCreateInstance.get();
-  return entry ? entry(classRef) : nullptr;
 }
 
 void *REALLoadObjectMethod(REALobject object, const char *declaration) {

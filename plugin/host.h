@@ -10,7 +10,6 @@
 // at a time, while the host's thread waits inside Python.
 #pragma once
 
-#include <cstring>
 #include <string_view>
 
 #include "plugin/declare.h"
@@ -34,6 +33,32 @@ extern void (*EUnlockObject)(REALobject);
 extern void (*EUnlockString)(REALstring);
 extern void (*ELockString)(REALstring);
 
+// A host entry point, looked up by name until the host answers.
+template <class Function> class HostEntry {
+public:
+  using LookUp = void *(*)(const char *name);
+  explicit constexpr HostEntry(const char *name, LookUp lookUp = HCallResolver)
+      : name_(name), lookUp_(lookUp) {}
+
+  Function *get() {
+    if (!entry_) [[unlikely]] {
+      entry_ = reinterpret_cast<Function *>(lookUp_(name_));
+    }
+    return entry_;
+  }
+
+private:
+  const char *name_;
+  LookUp lookUp_;
+  Function *entry_ = nullptr;
+};
+
+// Those that nearly every operation calls.
+extern HostEntry<const char *(REALstring)> gGetCString;
+extern HostEntry<std::int32_t(REALstring)> gStringLength;
+extern HostEntry<REALstring(const char *, std::int32_t, std::uint32_t)> gBuildString;
+extern HostEntry<REALobject(REALclassRef)> gCreateInstance;
+
 // --- Classes, instances, strings ---
 
 // The class data block of one plug-in class in an instance.
@@ -43,18 +68,34 @@ inline void *REALGetClassData(REALobject instance, const REALclassDefinition *de
 
 // The bytes of a string, ended by a NUL, alive as long as the string; their count through
 // `length` when that is not null. Null, and no length written, for a nil string.
-const char *REALGetStringContents(REALstring string, std::int32_t *length);
+inline const char *REALGetStringContents(REALstring string, std::int32_t *length) {
+  if (!string) {
+    return nullptr;
+  }
+  auto *getCString = gGetCString.get();
+  auto *stringLength = gStringLength.get();
+  if (length && stringLength) {
+    *length = stringLength(string);
+  }
+  return getCString ? getCString(string) : nullptr;
+}
 
 // A new string of exactly those bytes; the caller owns its lock. Nil when the host makes none.
-REALstring REALBuildStringWithEncoding(const char *bytes, std::int32_t byteCount,
-                                       std::uint32_t encoding);
+inline REALstring REALBuildStringWithEncoding(const char *bytes, std::int32_t byteCount,
+                                              std::uint32_t encoding) {
+  auto *entry = gBuildString.get();
+  return entry ? entry(bytes, byteCount, encoding) : nullptr;
+}
 
 // Nil for an unknown class.
 REALclassRef REALGetClassRef(const char *className);
 
 // A new instance with zeroed class data, its constructors run; the caller owns its lock. Nil for
 // a nil class, or when the host makes none.
-REALobject REALnewInstanceWithClass(REALclassRef classRef);
+inline REALobject REALnewInstanceWithClass(REALclassRef classRef) {
+  auto *entry = classRef ? gCreateInstance.get() : nullptr;
+  return entry ? entry(classRef) : nullptr;
+}
 
 void *REALLoadObjectMethod(REALobject object, const char *declaration);
 void *REALLoadFrameworkMethod(const char *declaration);
@@ -91,7 +132,7 @@ template <class Data> Data &classData(REALobject instance, const REALclassDefini
 
 // The class reference behind a cache that is null until its first use.
 inline REALclassRef cachedClassRef(REALclassRef &cache, const char *className) {
-  if (!cache) {
+  if (!cache) [[unlikely]] {
     cache = REALGetClassRef(className);
   }
   return cache;
@@ -104,7 +145,10 @@ inline std::string_view bytesOf(REALstring string) {
   if (!bytes) {
     return "";
   }
-  return {bytes, length < 0 ? std::strlen(bytes) : static_cast<std::size_t>(length)};
+  if (length < 0) [[unlikely]] { // the host has no length function
+    return bytes;
+  }
+  return {bytes, static_cast<std::size_t>(length)};
 }
 
 // A string where Python wants a name: NUL-ended bytes, or null when there is no name.
@@ -115,7 +159,7 @@ inline const char *nameOf(REALstring string) {
 
 // A new string of Python's text; the caller owns its lock. Nil, too, for more than the host counts.
 inline REALstring newString(const char *bytes, std::size_t count) {
-  if (count > INT32_MAX) {
+  if (count > INT32_MAX) [[unlikely]] {
     return nullptr;
   }
   return REALBuildStringWithEncoding(bytes, static_cast<std::int32_t>(count), kEncodingUTF8);

@@ -4,6 +4,8 @@
 // write() hands each piece of text, as it is written, to the console object that host code chose.
 // Standard error stays the process's own.
 
+#include <cstring>
+
 #include "python/runtime.h"
 
 REALobject consoleOutputInstance = nullptr;

@@ -1,6 +1,8 @@
 // Python's pending error, read, raised and cleared by host code. The error lives in the interpreter;
 // nothing of it is kept here.
 
+#include <cstring>
+
 #include "python/runtime.h"
 
 namespace {
