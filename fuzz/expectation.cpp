@@ -268,7 +268,7 @@ auto Expectation::ofList(const std::string &name, Wrapper &self, std::span<const
   if (name != "Insert")
     return std::nullopt;
   i = std::clamp(i < 0 ? i + count : i, std::int64_t{0}, count);
-  items.insert(items.begin() + i, item);
+  items.insert(items.begin() + static_cast<std::ptrdiff_t>(i), item);
   return Expected{};
 }
 
