@@ -3,6 +3,7 @@
 
 #include "bench/bench.h"
 
+#include <cinttypes>
 #include <cstdio>
 #include <cstdlib>
 
@@ -11,7 +12,6 @@
 namespace bench {
 namespace {
 
-using benchmark::DoNotOptimize;
 using host::Object;
 using host::String;
 
@@ -156,9 +156,10 @@ void measure(benchmark::State &state, const char *row, Operation operation) {
   const host::Traffic share{after.objects - before.objects, after.strings - before.strings,
                             after.stringBytes - before.stringBytes, after.locks - before.locks};
   if (share != rowOf(row).host) {
-    std::fprintf(stderr, "quillix-bench: %s: %ju objects, %ju strings of %ju bytes, %ju locks\n",
-                 row, std::uintmax_t{share.objects}, std::uintmax_t{share.strings},
-                 std::uintmax_t{share.stringBytes}, std::uintmax_t{share.locks});
+    std::fprintf(stderr,
+                 "quillix-bench: %s: %" PRIu64 " objects, %" PRIu64 " strings of %" PRIu64
+                 " bytes, %" PRIu64 " locks\n",
+                 row, share.objects, share.strings, share.stringBytes, share.locks);
     std::abort();
   }
   for (auto _ : state)
