@@ -36,8 +36,11 @@ PyObject *add(PyObject *, PyObject *arguments) {
 PyObject *write(PyObject *, PyObject *arguments) {
   char *bytes = nullptr;
   Py_ssize_t count = 0;
-  if (PyTuple_GET_SIZE(arguments) != 1 ||
-      PyString_AsStringAndSize(PyTuple_GET_ITEM(arguments, 0), &bytes, &count) < 0)
+  if (PyTuple_GET_SIZE(arguments) != 1) {
+    PyErr_SetString(PyExc_TypeError, "write takes a string");
+    return nullptr;
+  }
+  if (PyString_AsStringAndSize(PyTuple_GET_ITEM(arguments, 0), &bytes, &count) < 0)
     return nullptr;
   gHeard += std::string_view(bytes, static_cast<std::size_t>(count)).size();
   Py_RETURN_NONE;

@@ -3,16 +3,15 @@
 
 #include "bench/bench.h"
 
+#include <cinttypes>
 #include <cstdio>
 #include <cstdlib>
-#include <source_location>
 
 #include "host/call.h"
 
 namespace bench {
 namespace {
 
-using benchmark::DoNotOptimize;
 using host::Object;
 using host::String;
 
@@ -140,11 +139,9 @@ Object newThing() {
 }
 
 // Ends the program when what came back is not what Python was given.
-template <class Value>
-void expect(Value got, Value wanted, std::source_location where = std::source_location::current()) {
+template <class Value> void expect(Value got, Value wanted, int line = __builtin_LINE()) {
   if (got != wanted) {
-    std::fprintf(stderr, "quillix-bench: another value than expected in line %u of %s\n",
-                 static_cast<unsigned>(where.line()), where.file_name());
+    std::fprintf(stderr, "quillix-bench: another value than expected, in line %d\n", line);
     std::abort();
   }
 }
@@ -159,9 +156,10 @@ void measure(benchmark::State &state, const char *row, Operation operation) {
   const host::Traffic share{after.objects - before.objects, after.strings - before.strings,
                             after.stringBytes - before.stringBytes, after.locks - before.locks};
   if (share != rowOf(row).host) {
-    std::fprintf(stderr, "quillix-bench: %s: %ju objects, %ju strings of %ju bytes, %ju locks\n",
-                 row, std::uintmax_t{share.objects}, std::uintmax_t{share.strings},
-                 std::uintmax_t{share.stringBytes}, std::uintmax_t{share.locks});
+    std::fprintf(stderr,
+                 "quillix-bench: %s: %" PRIu64 " objects, %" PRIu64 " strings of %" PRIu64
+                 " bytes, %" PRIu64 " locks\n",
+                 row, share.objects, share.strings, share.stringBytes, share.locks);
     std::abort();
   }
   for (auto _ : state)

@@ -10,12 +10,16 @@
 namespace bench {
 namespace {
 
-// Three digits, and a dash for what there is not.
+// At least three digits, in groups, and a dash for what there is not.
 std::string shown(double value) {
   if (std::isnan(value))
     return "–";
-  char text[32];
-  std::snprintf(text, sizeof text, value < 10 ? "%.2f" : value < 100 ? "%.1f" : "%.0f", value);
+  char digits[64];
+  std::snprintf(digits, sizeof digits, value < 10 ? "%.2f" : value < 100 ? "%.1f" : "%.0f", value);
+  std::string text(digits);
+  if (value >= 1000)
+    for (std::size_t i = text.size(); i > 3; i -= 3)
+      text.insert(i - 3, ",");
   return text;
 }
 
