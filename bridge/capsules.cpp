@@ -123,12 +123,17 @@ constinit CapsuleTable gCapsules;
 // Python calls it as it frees a capsule. The host object comes from the table: what a capsule
 // points at can be changed by other code in the process.
 //
-// The end of the host object may run host code. An error that this leaves does not stay, because
-// nothing failed where Python let go of the capsule; a garbage collection would even abort.
+// The end of the host object may run host code. An error that this raises does not stay, because
+// nothing failed where Python let go of the capsule; a garbage collection would even abort. The lock
+// of a capsule that is not in the table went back with its interpreter, and there may be none now.
 void Capsule_Destructor(PyObject *capsule) {
   PythonCall call;
+  REALobject object = gCapsules.remove(capsule);
+  if (!object) {
+    return;
+  }
   bool hadError = EPyErr_Occurred();
-  EUnlockObject(gCapsules.remove(capsule));
+  EUnlockObject(object);
   if (!hadError && EPyErr_Occurred()) {
     EPyErr_Clear();
   }

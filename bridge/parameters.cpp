@@ -20,9 +20,8 @@ std::int32_t &lastError(REALobject self) {
   return classData<PythonParametersData>(self, PythonParametersClass).lastError;
 }
 
-// A negative index is beyond any tuple when it is read as an unsigned one.
 inline bool inRange(PyObject *tuple, std::int32_t index) {
-  return std::int64_t{static_cast<std::uint32_t>(index)} < EPyTuple_Size(tuple);
+  return index >= 0 && index < EPyTuple_Size(tuple);
 }
 
 // Borrowed; null when there is no such item.

@@ -68,12 +68,13 @@ function(quillix_link_plugin target)
   # clang would need another linker for it. An operation is a chain of small inline functions, which
   # GCC would stop inlining half-way: it bounds the growth of code, of which there is little here.
   if(QUILLIX_LTO AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-    check_ipo_supported()
-    set_target_properties(${target} PROPERTIES INTERPROCEDURAL_OPTIMIZATION_RELEASE ON)
+    check_ipo_supported(RESULT across_files LANGUAGES CXX)
+    set_target_properties(${target} PROPERTIES
+      INTERPROCEDURAL_OPTIMIZATION_RELEASE ${across_files})
     # And it would split each count of the calls under way into a load and stores on every path.
     string(CONCAT tuning "$<$<CONFIG:Release>:-fno-tree-pre;--param=max-inline-insns-single=300;"
                          "--param=inline-unit-growth=200>")
-    target_compile_options(${target} PRIVATE ${tuning})
-    target_link_options(${target} PRIVATE ${tuning})
+    target_compile_options(${target} PRIVATE "${tuning}")
+    target_link_options(${target} PRIVATE "${tuning}")
   endif()
 endfunction()

@@ -163,8 +163,12 @@ TEST_F(InterpreterTest, capsulesGiveTheirLocksBackAtTheEnd) {
     kept.push_back(newEntity(object));
   letPythonSee("left", heldBy(kept[0]));
   PyObject *leaked = evalPython("left"); // a reference that no one releases in time
+  letPythonSee("last", heldBy(kept.back()));
+  PyObject *last = evalPython("last");
+  kept.pop_back();
   finalize();
   EXPECT_EQ(object.locks(), 1U);
+  Py_DECREF(last); // which frees it, with no interpreter there
   init();
   setField(getModule("__main__"), "left", object);
   letPythonSee("stale", leaked);
