@@ -307,7 +307,7 @@ auto Expectation::ofDictionary(const std::string &name, bool setter, Wrapper &se
     return std::nullopt; // in Python's order
 
   Node *key = nullptr;
-  if (const auto *string = std::get_if<host::String>(&arguments[0]))
+  if (const auto *string = std::get_if<host::String>(arguments.data()))
     key = string->text().empty() ? nullptr : world.text(string->text());
   else
     key = heldBy(arguments[0]);

@@ -26,12 +26,12 @@ struct Expectation {
 
   // Applies the call to the model. Empty when the model does not know what happens; it must be made
   // anew then.
-  std::optional<Expected> of(const host::Member &member, REALobject self,
+  std::optional<Expected> of(const host::Member &member, REALobject object,
                              std::span<const host::Value> arguments);
 
 private:
   using Result = std::optional<Expected>;
-  Result ofParameters(const std::string &name, bool setter, Wrapper &self,
+  Result ofParameters(const std::string &declaration, bool setter, Wrapper &self,
                       std::span<const host::Value> arguments, REALobject object);
   Result ofList(const std::string &name, Wrapper &self, std::span<const host::Value> arguments);
   Result ofDictionary(const std::string &name, bool setter, Wrapper &self,

@@ -1,8 +1,8 @@
 #include "fuzz/model.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
-#include <cstring>
 #include <set>
 
 #include "fuzz/python.h"
@@ -172,8 +172,8 @@ bool agreesWithin(const Node *node, PyObject *object, REALobject (*ofCapsule)(Py
   if (there.kind != node->kind || there.isLong != node->isLong || there.isBig != node->isBig ||
       there.isHuge != node->isHuge || there.magnitude != node->magnitude ||
       (!there.isHuge && !there.isBig && there.integer != node->integer) ||
-      std::memcmp(&there.real, &node->real, sizeof there.real) != 0 || there.text != node->text ||
-      there.object != node->object)
+      std::bit_cast<std::uint64_t>(there.real) != std::bit_cast<std::uint64_t>(node->real) ||
+      there.text != node->text || there.object != node->object)
     return false;
   const auto within = [&](const Node *item, PyObject *itemObject) {
     return agreesWithin(item, itemObject, ofCapsule, seen);

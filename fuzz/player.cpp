@@ -340,8 +340,8 @@ void Player::callAny(const std::vector<Member> &members, const Object &self) {
 Value Player::argument(const Member &member, const host::Type &type) {
   switch (type.kind) {
   case Kind::Integer:
-    if (member.isConstructor() || (&type == &member.parameters[0] && !member.isConstructor() &&
-                                   member.role != Member::Role::Shared))
+    if (member.isConstructor() ||
+        (&type == member.parameters.data() && member.role != Member::Role::Shared))
       return input_.oneOf(kIndexes);
     return static_cast<std::int32_t>(input_.oneOf(kIntegers));
   case Kind::Int32:
