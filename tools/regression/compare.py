@@ -233,7 +233,7 @@ program. `sys.stdout` in the host is the capture module, as for every program th
 another build; under the sanitizers test_crypt crashes, because they take `crypt` over before the
 library that has it is loaded.
 
-`tests/regression/differences.tsv` holds the tests that are expected to fail in the host alone. A
+`tools/regression/differences.tsv` holds the tests that are expected to fail in the host alone. A
 run fails when a module does worse there than in plain Python in any other way: when its outcome is
 worse, when it runs fewer tests or skips more, or when another test fails.
 
