@@ -51,6 +51,8 @@ FAULTS = [
     ("bridge/box.md", "{int} |", "{int} | |", "Box: uneven row in table Values: Value"),
     ("bridge/box.md", "{int}", "{long}", "Box.Value: unknown word {long}"),
     ("bridge/box.md", "- key:", "- index:", "Box.Value: parameter key has no description"),
+    ("bridge/box.md", "See also", "Errors: a\n\nErrors: b\n\nSee also",
+     "Box.Value: two paragraphs of Errors"),
     ("bridge/box.md", "- key:", "- index:", "Box.Value: there is no parameter index"),
     ("bridge/box.md", "Clear, Name", "Size, Name", "Box.Value: see also leads nowhere: Size"),
     ("bridge/box.md", "Each of Values", "Each of Things", "Box: there is no table Things"),

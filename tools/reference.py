@@ -25,21 +25,20 @@ Every class and module has a description: a Markdown file beside its source, of 
 Paragraphs stand apart by blank lines. {word} stands for a word of this file or of an included one,
 for a value given with Include, for {name} and {type} of the member described, and below "Each of"
 for a column of the member's row. A table without an "Each of" describes its members by itself, and
-one that has a section of its own needs neither. The index has a description of its own, plugin/reference.md, whose lists of classes get their summaries
-here.
+a section of a member's own goes before its row's. The index has a description of its own,
+plugin/reference.md, whose lists of classes get their summaries here.
 
 It is an error when a member has no description or two, when a description, a parameter, a word or a
 link leads nowhere, and with --check when the pages are not what would be written.
 """
 
-import collections
 import pathlib
 import re
 import sys
 
 ROOMS = ("python", "bridge", "objects", "publish")
 INDEX = "plugin/reference.md"
-VERSION = "1.0.0"
+FIRST_VERSION = "1.0.0"
 FIELDS = ("Parameters", "Result", "Errors", "Ownership", "Notes", "See also", "Since")
 KINDS = {"property": "Properties", "method": "Methods", "shared method": "Shared methods",
          "event": "Events", "constant": "Constants"}
@@ -54,7 +53,8 @@ class Member:
         self.declaration = text.removesuffix("  (assignable)")
         self.name = re.match(r"\w+", text)[0]
         inside = re.search(r"\((.*?)\)", self.declaration)
-        self.parameters = [p.split(" as ") for p in inside[1].split(", ")] if inside and inside[1] else []
+        inside = inside[1] if inside else ""
+        self.parameters = [p.split(" as ") for p in inside.split(", ") if p]
         self.type = self.value = ""
         if kind == "constant":
             self.value = self.declaration.split(" = ")[1]
@@ -110,7 +110,9 @@ class Section:
 class Table:
     def __init__(self, section):
         self.title = section.heading.removeprefix("Table: ")
-        grid = next(i for i, text in enumerate(section.paragraphs) if text.startswith("|"))
+        grid = next((i for i, text in enumerate(section.paragraphs) if text.startswith("|")), None)
+        if grid is None:
+            raise ValueError("%s: no table below %s" % (section.where, section.heading))
         self.before, self.after = section.paragraphs[:grid], section.paragraphs[grid + 1:]
         cells = [[cell.strip() for cell in line.strip("|").split("|")]
                  for line in section.paragraphs[grid].splitlines()]
@@ -233,8 +235,8 @@ class Reference:
     # -- Entries --
 
     def describe(self, type_, description):
-        """The entry of every member that has one, by name, and the names that only a table has."""
-        entries, rows = {}, {}
+        """The entries by name; none for a member that only a row of a table describes."""
+        entries, rows = {}, set()
 
         def claim(name, where):
             if not type_.named(name):
@@ -260,7 +262,7 @@ class Reference:
                         entries[name] = self.entry(type_, name, section, {**description.words, **row},
                                                    description.examples.get(name))
                     else:
-                        rows[name] = row
+                        rows.add(name)
         for title in description.each.keys() - description.tables.keys():
             self.error("%s: there is no table %s" % (type_.name, title))
         for name in description.examples.keys() - entries.keys() | description.examples.keys() & alone:
@@ -268,7 +270,7 @@ class Reference:
         for member in type_.members:
             if member.name not in entries and member.name not in rows:
                 self.error("%s.%s has no description" % (type_.name, member.name))
-        return entries, rows
+        return entries
 
     def entry(self, type_, name, section, words, example=None):
         overloads = type_.named(name)
@@ -281,6 +283,8 @@ class Reference:
             if paragraph.startswith("```"):
                 listings.append(paragraph)
             elif label and label[1] in FIELDS:
+                if label[1] in fields:
+                    self.error("%s: two paragraphs of %s" % (where, label[1]))
                 told = paragraph[label.end():].strip()
                 fields[label[1]] = told[:1].upper() + told[1:]
             elif paragraph:
@@ -293,7 +297,7 @@ class Reference:
         out = ["### " + name, "```\n%s\n```" % "\n".join(signatures)] + text
         if parameters := self.parameters(overloads, fields.pop("Parameters", ""), type_, where):
             out.append("**Parameters**\n\n" + parameters)
-        since = fields.pop("Since", VERSION)
+        since = fields.pop("Since", FIRST_VERSION)
         also = fields.pop("See also", "")
         out += ["**%s**: %s" % (label, fields[label]) for label in FIELDS if label in fields]
         if listings:
@@ -310,7 +314,7 @@ class Reference:
 
     def parameters(self, overloads, text, type_, where):
         told = dict(re.findall(r"^- (\w+): (.*(?:\n  .*)*)", text, flags=re.M))
-        types = collections.OrderedDict()
+        types = {}
         for member in overloads:
             for name, kind in member.parameters:
                 types.setdefault(name, []).append(self.type_link(kind, type_))
@@ -380,13 +384,13 @@ class Reference:
                 name = '<a id="%s"></a>`%s`' % (anchor, member.name)
             row = table.rows[member.name]
             rows.append([name] + [getattr(member, told)] * vary + [
-                text(row[column], row) for column in table.columns[1:]])
+                text(row.get(column, ""), row) for column in table.columns[1:]])
         head = [table.columns[0]] + [told.capitalize()] * vary + table.columns[1:]
         return (["## " + table.title] + [text(part) for part in table.before] +
                 [self.grid(head, rows)] + [text(part) for part in table.after])
 
     def page(self, type_, description):
-        entries, _ = self.describe(type_, description)
+        entries = self.describe(type_, description)
         front = self.linked(self.fill(description.front.text(), description.words, type_.name),
                             type_, type_.name)
         place = [type_.kind.capitalize()]
@@ -395,7 +399,7 @@ class Reference:
         if type_.subclasses:
             place.append("inherited by " + ", ".join(
                 self.type_link(other.name, type_) for other in type_.subclasses))
-        out = ["# " + type_.name, "; ".join(place) + ". Since %s." % VERSION, front]
+        out = ["# " + type_.name, "; ".join(place) + ". Since %s." % FIRST_VERSION, front]
         for kind, title in KINDS.items():
             if kind != "constant" and (rows := self.overview(type_, entries, kind)):
                 out += ["## " + title, rows]
