@@ -158,7 +158,9 @@ def _named(name):
 
 
 def _callable(target):
-    found = _named(target)
+    # The module "repr" and its like are not what is meant here.
+    found = (isinstance(target, str) and getattr(__builtin__, target, None) or
+             _named(target))
     if not callable(found):
         raise TypeError('%s cannot be called' % _type_name(found))
     return found
@@ -387,9 +389,10 @@ def last_error():
 def call(target, arguments=(), keywords=None):
     """Call something with positional and keyword arguments.
 
-    target: what to call: a dotted name such as "json.dumps", the name of a
-    built-in, the name of a kept object, also with further names behind it
-    ("quillix.objects.7.append"), or anything that can be called.
+    target: what to call: the name of a built-in such as "len", a dotted
+    name such as "json.dumps", the name of a kept object, also with further
+    names behind it ("quillix.objects.7.append"), or anything that can be
+    called.
     arguments: a tuple or list.  keywords: a dict.  In both, the name of a
     kept object stands for the object.
 
@@ -397,7 +400,7 @@ def call(target, arguments=(), keywords=None):
     LookupError or AttributeError when there is no such target.
     """
     arguments, keywords = _arguments(arguments, keywords)
-    return _value(_named(target)(*arguments, **keywords))
+    return _value(_callable(target)(*arguments, **keywords))
 
 
 @_public
@@ -413,7 +416,7 @@ def call_unicode(target, arguments=(), keywords=None):
     arguments, keywords = _arguments(arguments, keywords)
     keywords = dict((name, _decoded(given))
                     for name, given in keywords.items())
-    return _value(_named(target)(*_decoded(arguments), **keywords))
+    return _value(_callable(target)(*_decoded(arguments), **keywords))
 
 
 @_public
@@ -425,7 +428,7 @@ def create(target, arguments=(), keywords=None):
     Result: the name of the new object.
     """
     arguments, keywords = _arguments(arguments, keywords)
-    return _keep(_named(target)(*arguments, **keywords))
+    return _keep(_callable(target)(*arguments, **keywords))
 
 
 class _Wrapped(object):
