@@ -284,7 +284,7 @@ def _note_error():
             return _text(raised)
         message = _text(raised)
         if issubclass(kind, SyntaxError):
-            message = _text(raised.msg)
+            message = _text(raised.msg or '')
         line = kind.__name__ + (': ' + message if message else '')
         while position is not None and _here(position):
             position = position.tb_next
