@@ -37,7 +37,9 @@ A kept object lives until ``release``.
 
 Errors.  A function that fails raises ``Error``: ``Invoke`` answers Nil,
 ``Quillix.GetError`` gives the class and the message of what went wrong in
-one line, and ``last_error`` the rest.
+one line, and ``last_error`` the rest.  An error of anything else that is
+still pending when a function of this module is called is taken, and is what
+``last_error`` describes.
 """
 
 import __builtin__
@@ -330,6 +332,18 @@ def _traceback(kind, raised, position, line):
     return ''.join(map(_readable, lines))
 
 
+def _note_pending():
+    """Take and describe an error that was pending when host code called.
+
+    A loop that ends looks whether an error is set, and raises it.
+    """
+    try:
+        for _ in ():
+            pass
+    except:  # noqa: E722, whatever it is
+        _note_error()
+
+
 def _raise(line):
     """Raise Error with a bare str as the error's value.
 
@@ -362,6 +376,7 @@ def _public(function):
     """Make a function of the module raise nothing but Error."""
     @functools.wraps(function)
     def guarded(*arguments, **keywords):
+        _note_pending()
         try:
             return function(*arguments, **keywords)
         except:  # noqa: E722, also what is no Exception
@@ -372,7 +387,10 @@ def _public(function):
 
 @_public
 def last_error():
-    """Describe the last failure of a function of this module.
+    """Describe the last error.
+
+    That is the last failure of a function of this module, or of anything
+    else whose error was still pending when one of them was called.
 
     Result: a dict with the keys "class", its name; "module", where that is
     defined; "message"; "text", class and message in one line; "arguments",

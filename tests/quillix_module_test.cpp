@@ -230,6 +230,47 @@ def steps():
   EXPECT_EQ(lastError("class"), "ZeroDivisionError") << "told once";
 }
 
+// The error of any other call, as long as nobody took it.
+TEST_F(QuillixModuleTest, tellsPendingErrors) {
+  runPython("class Failure(Exception): pass\n"
+            "def fail(what):\n"
+            "  raise what, u'\\xe4'");
+  const Folder folder;
+  folder.write("broken.py", "def f(:\n");
+  ask("insert_path", folder.path());
+  const Object main = getModule("__main__"), fail = getFunction(main, "fail"),
+               describe = getFunction(getModule("quillix"), "last_error");
+  const std::pair<std::function<void()>, const char *> cases[] = {
+      {[&] { invoke(fail, tupleOf("(Failure,)")); }, "Failure: \xc3\xa4"},
+      {[&] { invoke(fail, tupleOf("(KeyboardInterrupt,)")); }, "KeyboardInterrupt: \xc3\xa4"},
+      {[&] { invoke(fail); }, "TypeError: fail() takes exactly 1 argument (0 given)"},
+      {[&] { getModule("broken"); }, "SyntaxError: invalid syntax"},
+      {[&] { getField<int>(main, "none"); },
+       "AttributeError: 'module' object has no attribute 'none'"},
+      {[&] { setError(20, "of the host"); }, "ValueError: of the host"},
+  };
+  for (const auto &[act, expected] : cases) {
+    act();
+    ASSERT_TRUE(errorOccurred());
+    const Object told = read<Object>(invoke(describe), kWrapperAccessors[1]);
+    EXPECT_FALSE(errorOccurred());
+    EXPECT_EQ(get<std::string>(told, "text"), expected);
+    EXPECT_TRUE(get<std::string>(told, "traceback").ends_with(std::string(expected) + "\n"));
+  }
+  invoke(fail, tupleOf("(Failure,)"));
+  const Object told = read<Object>(invoke(describe), kWrapperAccessors[1]);
+  EXPECT_EQ(get<std::string>(told, "traceback"), "Traceback (most recent call last):\n"
+                                                 "  File \"<string>\", line 3, in fail\n"
+                                                 "Failure: \xc3\xa4\n");
+
+  // Such an error does not get into the way of a call.
+  const Object call = getFunction(getModule("quillix"), "evaluate"),
+               list = tuple("[i for i in (1,)]");
+  invoke(fail, tupleOf("(Failure,)"));
+  EXPECT_EQ(answer(invoke(call, list)), "(1)");
+  EXPECT_FALSE(errorOccurred());
+}
+
 TEST_F(QuillixModuleTest, callsWithEverything) {
   runPython("def f(*a, **k): return a, k");
   EXPECT_EQ(ask("call", "__main__.f"), "((), {})");
