@@ -43,6 +43,7 @@ still pending when a function of this module is called is taken, and is what
 """
 
 import __builtin__
+import atexit
 import functools
 import itertools
 import os
@@ -106,8 +107,15 @@ def _resolved(names):
     return dict((name, _object(given)) for name, given in names.items())
 
 
+def _sequence(arguments):
+    """Return arguments as they are, but refuse a text: it is one of them."""
+    if isinstance(arguments, basestring):
+        raise TypeError('arguments are given in a tuple or list')
+    return arguments or ()
+
+
 def _arguments(arguments, keywords):
-    return map(_object, arguments or ()), _resolved(keywords or {})
+    return map(_object, _sequence(arguments)), _resolved(keywords or {})
 
 
 def _module(name):
@@ -251,9 +259,9 @@ def _key(key, outer):
 
 
 def _decoded(given):
-    """Return `given` with every text in it as unicode."""
+    """Return `given` with every text as unicode, but for kept names."""
     if isinstance(given, str):
-        return given.decode('utf-8')
+        return given if _is_kept_name(given) else given.decode('utf-8')
     if isinstance(given, (list, tuple)):
         return type(given)(map(_decoded, given))
     if isinstance(given, dict):
@@ -431,10 +439,9 @@ def call_unicode(target, arguments=(), keywords=None):
     Result and errors: those of call(); UnicodeDecodeError for a text that
     is not UTF-8.
     """
-    arguments, keywords = _arguments(arguments, keywords)
-    keywords = dict((name, _decoded(given))
-                    for name, given in keywords.items())
-    return _value(_callable(target)(*_decoded(arguments), **keywords))
+    arguments, keywords = _arguments(_decoded(arguments),
+                                     _decoded(keywords or {}))
+    return _value(_callable(target)(*arguments, **keywords))
 
 
 @_public
@@ -492,7 +499,7 @@ def kept():
 
     Result: a tuple of their names, oldest first.
     """
-    numbers = [int(name[len(_PREFIX):]) for name in sys.modules
+    numbers = [int(name[len(_PREFIX):]) for name in list(sys.modules)
                if _is_kept_name(name) and name != _NONE]
     return tuple([_PREFIX + str(number) for number in sorted(numbers)])
 
@@ -760,13 +767,18 @@ def _compile(source, filename, mode):
     return compile(source, filename, mode, 0, True)
 
 
+def _scope(namespace):
+    found = _named(namespace)
+    return found if isinstance(found, dict) else vars(found)
+
+
 def _evaluated(expression, namespace):
     if namespace is None:
         scope = {}
     elif isinstance(namespace, dict):
         scope = _resolved(namespace)
     else:
-        scope = vars(_named(namespace))
+        scope = _scope(namespace)
     return eval(_compile(expression.strip(), None, 'eval'), scope)
 
 
@@ -776,8 +788,8 @@ def evaluate(expression, namespace=None):
 
     expression: its source, in UTF-8.  namespace: what its names mean: a
     dict, in which the name of a kept object stands for the object; or the
-    name of a module or of what execute() gave; or None, for the built-ins
-    only.
+    name of a module, of a kept dict or of what execute() gave; or None, for
+    the built-ins only.
 
     Result: the value.  Errors: SyntaxError and whatever is raised.
     """
@@ -804,7 +816,7 @@ def _executed(source, namespace, filename, names):
         module = types.ModuleType('')
         name = module.__name__ = _keep(module)
     try:
-        scope = vars(_named(name))
+        scope = _scope(name)
         scope.update(names)
         exec code in scope
     except:  # noqa: E722, raised again
@@ -821,9 +833,9 @@ def execute(source, namespace=None):
     source: their source, in UTF-8 unless it has a coding line.
     namespace: as for evaluate(), but None for a new, empty module.
 
-    Result: the name of the module, for ``GetModule``, evaluate() or another
-    execute(); None when the namespace is a dict.  Errors: SyntaxError and
-    whatever is raised; a new module is then released.
+    Result: the name of the namespace, for ``GetModule``, evaluate() or
+    another execute(); None when it was given as a dict.  Errors:
+    SyntaxError and whatever is raised; a new module is then released.
     """
     return _executed(source, namespace, None, {})
 
@@ -854,7 +866,7 @@ def run_script(path, arguments=()):
     import runpy
     before = vars(sys).get('argv'), sys.path, sys.path[:]
     try:
-        sys.argv = [path] + map(_text, arguments)
+        sys.argv = [path] + map(_text, _sequence(arguments))
         sys.path.insert(0, os.path.dirname(os.path.abspath(path)))
         runpy.run_path(path, run_name='__main__')
         return 0L
@@ -879,7 +891,7 @@ def set_arguments(arguments):
 
     arguments: a tuple or list of texts; the first is the program's name.
     """
-    sys.argv = map(_text, arguments)
+    sys.argv = map(_text, _sequence(arguments))
 
 
 # Streams.
@@ -1177,3 +1189,5 @@ else:
     _objects.environment = _objects.outside = None
     sys.modules[_PREFIX[:-1]] = _objects
     sys.modules[_NONE] = None
+    # While Python still has all that they need to go.
+    atexit.register(release)

@@ -284,12 +284,17 @@ TEST_F(QuillixModuleTest, callsWithEverything) {
   EXPECT_EQ(ask("call", "__main__.f", tuple("quillix.objects.None")), "((None), {})");
   EXPECT_EQ(ask("call", "__main__.f", tuple("quillix.objects.x")), "(('quillix.objects.x'), {})");
   EXPECT_EQ(ask("call_unicode", "repr", tuple(tuple("\xc3\xa4", 1))), "'(u'\\xe4', 1)'");
-  EXPECT_EQ(ask("call_unicode", "dict", tuple(), dictionary("k", "v")), "{'k': 'v'}");
+  EXPECT_EQ(ask("call_unicode", "repr", tuple(), dictionary("k", "v")).substr(0, 11),
+            "!TypeError:");
+  const std::string list = text("create", "list");
+  EXPECT_EQ(ask("call_unicode", list + ".append", tuple("a")), "None");
+  EXPECT_EQ(ask("call_unicode", "operator.iadd", tuple(list, tuple("b"))), "('a', 'b')");
+  EXPECT_EQ(ask("represent", list), "'[u'a', u'b']'") << "the list itself";
 
   const std::pair<const char *, const char *> refused[] = {
       {"nowhere", "!LookupError: there is no module or built-in 'nowhere'"},
       {"json.nothing", "!AttributeError: there is no json.nothing"},
-      {"quillix.objects.1", "!LookupError: quillix.objects.1 is not kept"},
+      {"quillix.objects.99", "!LookupError: quillix.objects.99 is not kept"},
       {"", "!ValueError: Empty module name"},
       {"os", "!TypeError: module cannot be called"},
       {"broken", "!ImportError: No module named missing"},
@@ -301,6 +306,8 @@ TEST_F(QuillixModuleTest, callsWithEverything) {
     EXPECT_EQ(ask("call", target), error);
   EXPECT_EQ(ask("wrap", "sys.path"), "!TypeError: list cannot be called");
   EXPECT_EQ(ask("call_unicode", "len", tuple("\xff")).substr(0, 20), "!UnicodeDecodeError:");
+  for (const char *function : {"call", "call_unicode", "create", "run_script"})
+    EXPECT_EQ(ask(function, "len", "abc"), "!TypeError: arguments are given in a tuple or list");
   EXPECT_EQ(ask("call"), "!TypeError: call() takes at least 1 argument (0 given)");
 }
 
@@ -500,6 +507,9 @@ TEST_F(QuillixModuleTest, runsSource) {
   const Object names = dictionary("a", 2);
   EXPECT_EQ(ask("execute", "b = a * 3", names), "None");
   EXPECT_EQ(get<int>(names, "b"), 6);
+  const std::string kept = text("create", "dict");
+  EXPECT_EQ(ask("execute", "y = 1", kept), "'" + kept + "'");
+  EXPECT_EQ(ask("evaluate", "y", kept), "1");
 
   const std::string before = ask("kept");
   const std::pair<const char *, const char *> failures[] = {
@@ -693,7 +703,9 @@ TEST_F(QuillixModuleTest, worksAfterARestart) {
   for (int life = 0; life < 5; ++life) {
     EXPECT_EQ(ask("kept"), "()");
     EXPECT_EQ(ask("evaluate", "1 / 0"), "!ZeroDivisionError: integer division or modulo by zero");
-    EXPECT_EQ(text("create", "list"), "quillix.objects.1");
+    runPython("class Thing(object):\n"
+              "  def __del__(self): print 'gone'");
+    EXPECT_EQ(text("create", "__main__.Thing"), "quillix.objects.1");
     EXPECT_EQ(ask("redirect_output"), "None");
     EXPECT_EQ(ask("redirect_errors"), "None");
     EXPECT_EQ(ask("execute",
@@ -705,7 +717,7 @@ TEST_F(QuillixModuleTest, worksAfterARestart) {
     attachConsole();
     printed.clear();
     finalize();
-    EXPECT_EQ(joined(printed, false), "\xc3\xa4, \n");
+    EXPECT_EQ(joined(printed, false), "\xc3\xa4, \n, gone, \n");
     init();
     find();
   }
