@@ -880,7 +880,7 @@ def run_script(path, arguments=()):
     finally:
         argv, sys.path, sys.path[:] = before
         if argv is None:
-            del sys.argv
+            vars(sys).pop('argv', None)
         else:
             sys.argv = argv
 
