@@ -1,0 +1,1193 @@
+"""Python code on the host's behalf.
+
+The plug-in carries numbers, texts, tuples, dictionaries and objects of the
+host between the host's language and Python.  This module does the rest in
+Python: full error texts, keyword arguments, objects of any class, source
+code, ``unicode``, iteration, streams and virtual environments.  Host code
+reaches it with ``Quillix.GetModule("quillix")`` and calls its functions with
+``GetFunction`` and ``Invoke``.
+
+Values.  A function that answers with a value converts it, all the way down,
+to something that every class of the plug-in reads in the same way:
+
+    whole number            ``long`` (``Int64Value``, ``UInt64Value``), or
+                            its digits as text beyond 64 bits
+    float, bool, None       themselves
+    str, unicode            ``str``; unicode becomes UTF-8
+    bytearray, buffer       ``str``
+    list, tuple, set        ``tuple``
+    dict                    ``dict``
+    object of the host      itself
+    all else                its text, a ``str``
+
+Objects.  A function whose name ends in ``_object``, and ``create``, keeps
+what it finds as it is and answers with a name for it, such as
+"quillix.objects.7".  The name works
+
+    in ``Quillix.GetModule(name)``, whose fields and functions then are those
+    of the object;
+
+    in ``Quillix.GetModule("quillix.objects").GetClass(name)``, whose
+    ``CreateInstance`` gives the object as a ``PythonInstance``;
+
+    wherever a function of this module takes an object, and as an argument
+    of a call.  "quillix.objects.None" stands for ``None``.
+
+A kept object lives until ``release``.
+
+Errors.  A function that fails raises ``Error``: ``Invoke`` answers Nil,
+``Quillix.GetError`` gives the class and the message of what went wrong in
+one line, and ``last_error`` the rest.  An error of anything else that is
+still pending when a function of this module is called is taken, and is what
+``last_error`` describes.
+"""
+
+import __builtin__
+import atexit
+import functools
+import itertools
+import os
+import sys
+import types
+
+__all__ = [
+    'Error', 'activate', 'call', 'call_unicode', 'create', 'deactivate',
+    'delete_item', 'evaluate', 'evaluate_object', 'execute', 'execute_file',
+    'get_attribute', 'get_attribute_object', 'get_item', 'get_item_object',
+    'insert_path', 'integer_object', 'iterate', 'keep', 'kept', 'last_error',
+    'next_items', 'next_objects', 'python_info', 'redirect_errors',
+    'redirect_input', 'redirect_output', 'release', 'represent',
+    'restore_streams', 'run_script', 'set_arguments', 'set_attribute',
+    'set_item', 'text', 'type_name', 'unicode_object', 'value', 'wrap',
+]
+__version__ = '1.0.0'
+
+
+# Kept objects.  Each stands in sys.modules under its name, where an import,
+# and so GetModule, finds it without asking whether it is a module.
+
+_PREFIX = 'quillix.objects.'
+_NONE = _PREFIX + 'None'
+
+
+class _Objects(types.ModuleType):
+    """The kept objects: each is what its attribute, when called, returns."""
+
+    def __getattr__(self, name):
+        if not _is_kept_name(name) or name not in sys.modules:
+            raise AttributeError(name)
+        kept_object = sys.modules[name]
+        return lambda: kept_object
+
+
+def _is_kept_name(name):
+    return (isinstance(name, str) and name.startswith(_PREFIX) and
+            (name[len(_PREFIX):].isdigit() or name == _NONE))
+
+
+def _keep(kept_object):
+    name = _PREFIX + str(next(_objects.numbers))
+    sys.modules[name] = kept_object
+    return name
+
+
+def _kept(name):
+    try:
+        return sys.modules[name]
+    except KeyError:
+        raise LookupError('%s is not kept' % name)
+
+
+def _object(given):
+    """Return the kept object of that name, or else what was given."""
+    return _kept(given) if _is_kept_name(given) else given
+
+
+def _resolved(names):
+    return dict((name, _object(given)) for name, given in names.items())
+
+
+def _sequence(arguments):
+    """Return arguments as they are, but refuse a text: it is one of them."""
+    if isinstance(arguments, basestring):
+        raise TypeError('arguments are given in a tuple or list')
+    return arguments or ()
+
+
+def _arguments(arguments, keywords):
+    return map(_object, _sequence(arguments)), _resolved(keywords or {})
+
+
+def _module(name):
+    """Import a module; None where there is none of that name."""
+    try:
+        __import__(name)
+    except ImportError:
+        # Raised by the import itself, or by code of the module?
+        if sys.exc_info()[2].tb_next is None:
+            return None
+        raise
+    return sys.modules[name]
+
+
+def _named(name):
+    """Return what a dotted name, or the name of a kept object, stands for.
+
+    What is no text is returned as it is.
+    """
+    if isinstance(name, unicode):
+        name = name.encode('utf-8')
+    if not isinstance(name, str):
+        return name
+    parts = name.split('.')
+    used = '.'.join(parts[:3])
+    if _is_kept_name(used):
+        found = _kept(used)
+        for part in parts[3:]:
+            found = getattr(found, part)
+        return found
+    used = parts[0]
+    found = _module(used)
+    if found is None:
+        try:
+            found = getattr(__builtin__, used)
+        except AttributeError:
+            raise LookupError('there is no module or built-in %r' % used)
+    for part in parts[1:]:
+        used += '.' + part
+        try:
+            found = getattr(found, part)
+        except AttributeError:
+            submodule = None
+            if isinstance(found, types.ModuleType):
+                submodule = _module(used)
+            if submodule is None:
+                raise AttributeError('there is no %s' % used)
+            found = submodule
+    return found
+
+
+def _callable(target):
+    # The module "repr" and its like are not what is meant here.
+    found = (isinstance(target, str) and getattr(__builtin__, target, None) or
+             _named(target))
+    if not callable(found):
+        raise TypeError('%s cannot be called' % _type_name(found))
+    return found
+
+
+# Values and texts.
+
+def _text(given):
+    """Return the text of anything, in UTF-8, whatever its class does."""
+    for convert in (str, unicode, repr):
+        try:
+            made = convert(given)
+            return made.encode('utf-8') if type(made) is unicode else made
+        except:  # noqa: E722, an old-style class can be raised as well
+            pass
+    return '<%s>' % _type_name(given)
+
+
+def _type_name(given):
+    kind = type(given)
+    if kind is types.InstanceType:
+        kind = given.__class__
+    module = getattr(kind, '__module__', '__builtin__')
+    if module in ('__builtin__', 'exceptions'):
+        return kind.__name__
+    return '%s.%s' % (module, kind.__name__)
+
+
+def _readable(line):
+    """Return a text as UTF-8 that is not always well-formed UTF-8."""
+    if isinstance(line, unicode):
+        return line.encode('utf-8')
+    try:
+        line.decode('utf-8')
+    except UnicodeDecodeError:
+        return line.decode('latin-1').encode('utf-8')
+    return line
+
+
+def _value(given, outer=()):
+    """Return `given` as the module's description says of values.
+
+    `outer` has the ids of the containers around it: one that contains
+    itself is written there as Python's repr() writes it.
+    """
+    kind = type(given)
+    if given is None or kind in (str, bool, float, long):
+        if kind is long and not -2 ** 63 <= given < 2 ** 64:
+            return str(given)
+        return given
+    if issubclass(kind, (int, long)):
+        return _value(long(given))
+    if issubclass(kind, str):
+        return str.__str__(given)
+    if issubclass(kind, unicode):
+        return unicode.encode(given, 'utf-8')
+    if issubclass(kind, float):
+        return float.__pos__(given)
+    if issubclass(kind, (bytearray, buffer)):
+        return str(given)
+    if kind is memoryview:
+        return given.tobytes()
+    if kind.__name__ == 'PyCapsule':
+        return given
+    if issubclass(kind, dict):
+        if id(given) in outer:
+            return '{...}'
+        outer += (id(given),)
+        return dict((_key(key, outer), _value(item, outer))
+                    for key, item in given.items())
+    if issubclass(kind, (list, tuple, set, frozenset)):
+        if id(given) in outer:
+            return '[...]'
+        outer += (id(given),)
+        return tuple([_value(item, outer) for item in given])
+    return _text(given)
+
+
+def _key(key, outer):
+    made = _value(key, outer)
+    try:
+        hash(made)
+    except TypeError:
+        return _text(key)
+    return made
+
+
+def _decoded(given):
+    """Return `given` with every text as unicode, but for kept names."""
+    if isinstance(given, str):
+        return given if _is_kept_name(given) else given.decode('utf-8')
+    if isinstance(given, (list, tuple)):
+        return type(given)(map(_decoded, given))
+    if isinstance(given, dict):
+        return dict((_decoded(key), _decoded(item))
+                    for key, item in given.items())
+    return given
+
+
+# Errors.
+
+class Error(Exception):
+    """What the functions of this module raise, with one line about it."""
+
+
+_NO_ERROR = {'class': '', 'module': '', 'message': '', 'text': '',
+             'arguments': (), 'traceback': '', 'file': '', 'line': 0L}
+_last_error = _NO_ERROR
+
+
+def _here(traceback):
+    return traceback.tb_frame.f_code.co_filename == _here.func_code.co_filename
+
+
+def _note_error():
+    """Describe the exception that is being handled; return it in a line."""
+    global _last_error
+    kind, raised, position = sys.exc_info()
+    try:
+        if kind is Error:
+            return _text(raised)
+        message = _text(raised)
+        if issubclass(kind, SyntaxError):
+            message = _text(raised.msg or '')
+        line = kind.__name__ + (': ' + message if message else '')
+        while position is not None and _here(position):
+            position = position.tb_next
+        _last_error = {
+            'class': kind.__name__,
+            'module': _text(getattr(kind, '__module__', '')),
+            'message': _readable(message),
+            'text': _readable(line),
+            'arguments': _arguments_of(raised),
+            'traceback': _traceback(kind, raised, position, line),
+            'file': '',
+            'line': 0L,
+        }
+        if issubclass(kind, SyntaxError):
+            _last_error['file'] = _text(raised.filename or '')
+            _last_error['line'] = long(raised.lineno or 0)
+        elif position is not None:
+            while position.tb_next is not None:
+                position = position.tb_next
+            _last_error['file'] = position.tb_frame.f_code.co_filename
+            _last_error['line'] = long(position.tb_lineno)
+        return _last_error['text']
+    finally:
+        del position, raised
+
+
+def _arguments_of(raised):
+    try:
+        return _value(tuple(raised.args))
+    except:  # noqa: E722, any class can be raised, with any `args` or none
+        return ()
+
+
+def _traceback(kind, raised, position, line):
+    import traceback
+    lines = traceback.format_tb(position)
+    if lines:
+        lines.insert(0, 'Traceback (most recent call last):\n')
+    if issubclass(kind, SyntaxError):
+        lines += traceback.format_exception_only(kind, raised)
+    else:
+        lines.append(line + '\n')
+    return ''.join(map(_readable, lines))
+
+
+def _note_pending():
+    """Take and describe an error that was pending when host code called.
+
+    A loop that ends looks whether an error is set, and raises it.
+    """
+    try:
+        for _ in ():
+            pass
+    except:  # noqa: E722, whatever it is
+        _note_error()
+
+
+def _raise(line):
+    """Raise Error with a bare str as the error's value.
+
+    That is what GetError can read.  A raise statement would make an
+    instance of it at once, and so would a try statement around this.
+    """
+    set_error = _error_setter()
+    if set_error is None:
+        raise Error(line)
+    set_error(Error, line)
+
+
+def _error_setter():
+    global _set_error
+    if _set_error is _UNKNOWN:
+        try:
+            from ctypes import PYFUNCTYPE, py_object, pythonapi
+            _set_error = PYFUNCTYPE(None, py_object, py_object)(
+                ('PyErr_SetObject', pythonapi))
+        except Exception:
+            _set_error = None
+    return _set_error
+
+
+_UNKNOWN = object()
+_set_error = _UNKNOWN
+
+
+def _public(function):
+    """Make a function of the module raise nothing but Error."""
+    @functools.wraps(function)
+    def guarded(*arguments, **keywords):
+        _note_pending()
+        try:
+            return function(*arguments, **keywords)
+        except:  # noqa: E722, also what is no Exception
+            line = _note_error()
+        _raise(line)
+    return guarded
+
+
+@_public
+def last_error():
+    """Describe the last error.
+
+    That is the last failure of a function of this module, or of anything
+    else whose error was still pending when one of them was called.
+
+    Result: a dict with the keys "class", its name; "module", where that is
+    defined; "message"; "text", class and message in one line; "arguments",
+    a tuple of what the exception was made with; "traceback", as Python
+    prints it; "file" and "line", where it was raised.  All are empty while
+    nothing has failed.
+    """
+    return dict(_last_error)
+
+
+# Calls.
+
+@_public
+def call(target, arguments=(), keywords=None):
+    """Call something with positional and keyword arguments.
+
+    target: what to call: the name of a built-in such as "len", a dotted
+    name such as "json.dumps", the name of a kept object, also with further
+    names behind it ("quillix.objects.7.append"), or anything that can be
+    called.
+    arguments: a tuple or list.  keywords: a dict.  In both, the name of a
+    kept object stands for the object.
+
+    Result: the result as a value.  Errors: whatever the call raises;
+    LookupError or AttributeError when there is no such target.
+    """
+    arguments, keywords = _arguments(arguments, keywords)
+    return _value(_callable(target)(*arguments, **keywords))
+
+
+@_public
+def call_unicode(target, arguments=(), keywords=None):
+    """Call something like call(), with all texts in unicode.
+
+    Every ``str`` among the arguments and keywords, also inside tuples,
+    lists and dicts, is decoded from UTF-8.
+
+    Result and errors: those of call(); UnicodeDecodeError for a text that
+    is not UTF-8.
+    """
+    arguments, keywords = _arguments(_decoded(arguments),
+                                     _decoded(keywords or {}))
+    return _value(_callable(target)(*arguments, **keywords))
+
+
+@_public
+def create(target, arguments=(), keywords=None):
+    """Call a class, or anything else, and keep what it returns.
+
+    Arguments and errors: those of call().
+
+    Result: the name of the new object.
+    """
+    arguments, keywords = _arguments(arguments, keywords)
+    return _keep(_callable(target)(*arguments, **keywords))
+
+
+class _Wrapped(object):
+    """A callable whose failures are told and whose results are values."""
+
+    def __init__(self, target):
+        self._target = target
+
+    def _invoke(self, *arguments):
+        return _value(self._target(*map(_object, arguments)))
+
+    invoke = _public(_invoke)
+
+
+@_public
+def wrap(target):
+    """Make a function of which nothing is lost when it fails.
+
+    target: as for call().
+
+    Result: the name of an object with one function, "invoke", which takes
+    the target's arguments: ``GetModule(name).GetFunction("invoke")``.  Its
+    results and errors are those of call().
+    """
+    return _keep(_Wrapped(_callable(target)))
+
+
+# Objects.
+
+@_public
+def keep(given):
+    """Keep an object.
+
+    given: any object, for instance one that a ``PythonEntity`` holds, or a
+    dotted name.  Result: the name of the object.
+    """
+    return _keep(_named(given))
+
+
+@_public
+def kept():
+    """Tell which objects are kept.
+
+    Result: a tuple of their names, oldest first.
+    """
+    numbers = [int(name[len(_PREFIX):]) for name in list(sys.modules)
+               if _is_kept_name(name) and name != _NONE]
+    return tuple([_PREFIX + str(number) for number in sorted(numbers)])
+
+
+@_public
+def release(*names):
+    """Let go of kept objects.
+
+    names: the names of objects, or none, which means all of them.
+
+    Result: how many were kept.  Names that are not kept are passed over.
+    """
+    released = [(name, sys.modules.pop(name, None))
+                for name in names or kept()
+                if _is_kept_name(name) and name != _NONE and
+                name in sys.modules]
+    return long(len(released))
+
+
+@_public
+def value(given):
+    """Read an object as a value.
+
+    given: an object or the name of a kept one.  Result: its value.
+    """
+    return _value(_object(given))
+
+
+@_public
+def text(given):
+    """Read the text of an object, as ``print`` writes it.
+
+    given: an object or the name of a kept one.  Result: a str in UTF-8,
+    also for an object whose own methods fail.
+    """
+    return _text(_object(given))
+
+
+@_public
+def represent(given):
+    """Read an object as Python source would write it, where it can be.
+
+    given: an object or the name of a kept one.  Result: a str in UTF-8.
+    Errors: whatever the object's ``__repr__`` raises.
+    """
+    return repr(_object(given))
+
+
+@_public
+def type_name(given):
+    """Tell the class of an object.
+
+    given: an object or the name of a kept one.
+
+    Result: the name, such as "int" or "collections.OrderedDict".
+    """
+    return _type_name(_object(given))
+
+
+def _attribute(given, name):
+    found = _named(given)
+    for part in name.split('.'):
+        found = getattr(found, part)
+    return found
+
+
+@_public
+def get_attribute(given, name):
+    """Read an attribute as a value.
+
+    given: an object, the name of a kept one, or a dotted name.
+    name: of the attribute; with dots, of an attribute of an attribute.
+
+    Result: the attribute's value.  Errors: AttributeError.
+    """
+    return _value(_attribute(given, name))
+
+
+@_public
+def get_attribute_object(given, name):
+    """Keep what an attribute holds.
+
+    Arguments and errors: those of get_attribute().  Result: its name.
+    """
+    return _keep(_attribute(given, name))
+
+
+@_public
+def set_attribute(given, name, new):
+    """Set an attribute.
+
+    given, name: as for get_attribute().  new: what it shall hold; the name
+    of a kept object stands for the object.  Errors: AttributeError.
+    """
+    owner, _, last = name.rpartition('.')
+    owner = _attribute(given, owner) if owner else _named(given)
+    setattr(owner, last, _object(new))
+
+
+@_public
+def get_item(given, key):
+    """Read an item of a list, dict or anything with items, as a value.
+
+    given: an object or the name of a kept one.  key: an index or key; the
+    name of a kept object stands for the object.
+
+    Result: the item's value.  Errors: IndexError, KeyError.
+    """
+    return _value(_object(given)[_object(key)])
+
+
+@_public
+def get_item_object(given, key):
+    """Keep an item of a list, dict or anything with items.
+
+    Arguments and errors: those of get_item().  Result: its name.
+    """
+    return _keep(_object(given)[_object(key)])
+
+
+@_public
+def set_item(given, key, new):
+    """Set an item.
+
+    given, key: as for get_item().  new: the item; the name of a kept object
+    stands for the object.  Errors: IndexError, KeyError, TypeError.
+    """
+    _object(given)[_object(key)] = _object(new)
+
+
+@_public
+def delete_item(given, key):
+    """Delete an item.
+
+    Arguments and errors: those of get_item().
+    """
+    del _object(given)[_object(key)]
+
+
+@_public
+def unicode_object(given, encoding='utf-8'):
+    """Keep a text as ``unicode``.
+
+    given: a str.  encoding: the encoding of its bytes.
+
+    Result: the name of the object.  Errors: UnicodeDecodeError.
+    """
+    return _keep(given.decode(encoding))
+
+
+@_public
+def integer_object(digits, base=10):
+    """Keep a whole number of any size.
+
+    digits: the number as text.  base: 2 to 36, or 0 for Python's prefixes.
+
+    Result: the name of the object.  Errors: ValueError.
+    """
+    return _keep(long(digits, base))
+
+
+# Iteration.
+
+class _Batches(object):
+    """An iterator that is asked for many items at a time."""
+
+    def __init__(self, iterable):
+        self._iterator = iter(iterable)
+        self._error = None
+
+    def take(self, count):
+        """Return up to `count` items; a failure waits for the next call."""
+        if self._error is not None:
+            kind, raised, position = self._error
+            self._error = None
+            raise kind, raised, position
+        items = []
+        try:
+            for item in itertools.islice(self._iterator, count):
+                items.append(item)
+        except:  # noqa: E722, raised again, or by the next call
+            if not items:
+                raise
+            self._error = sys.exc_info()
+        return items
+
+
+@_public
+def iterate(given):
+    """Begin to go through an iterable.
+
+    given: an object or the name of a kept one.
+
+    Result: a name for next_items() and next_objects().  Errors: TypeError
+    for what cannot be iterated.
+    """
+    return _keep(_Batches(_object(given)))
+
+
+def _next(name, count):
+    if count < 1:
+        raise ValueError('a batch has at least one item')
+    batches = _object(name)
+    if not isinstance(batches, _Batches):
+        raise TypeError('%s is not from iterate()' % _text(name))
+    items = batches.take(count)
+    if not items:
+        sys.modules.pop(name, None)
+    return items
+
+
+@_public
+def next_items(name, count=100):
+    """Take the next items as values.
+
+    name: what iterate() gave.  count: how many items at most.
+
+    Result: a tuple.  The empty tuple says that there are no more; `name` is
+    then released.  Errors: whatever the iterable raises, once the items
+    before that have been handed out; ValueError for a count below 1.
+    """
+    return tuple(map(_value, _next(name, count)))
+
+
+@_public
+def next_objects(name, count=100):
+    """Take the next items and keep each.
+
+    Arguments and errors: those of next_items().
+
+    Result: a tuple of names, empty when there are no more items.
+    """
+    return tuple(map(_keep, _next(name, count)))
+
+
+# Source code.
+
+_REMEMBERED_SOURCES = 32
+_source_numbers = itertools.count(1)
+_sources = []
+
+
+def _compile(source, filename, mode):
+    """Compile a source in UTF-8, unless it has a coding line.
+
+    What has no file's name gets one of its own, under which the last few
+    sources are remembered for the lines of tracebacks.
+    """
+    import linecache
+    import re
+    if isinstance(source, unicode):
+        source = source.encode('utf-8')
+    if filename is None:
+        filename = '<source %d>' % next(_source_numbers)
+        lines = source.splitlines(True)
+        linecache.cache[filename] = len(source), None, lines, filename
+        _sources.append(filename)
+        if len(_sources) > _REMEMBERED_SOURCES:
+            linecache.cache.pop(_sources.pop(0), None)
+    bom = '\xef\xbb\xbf'
+    head = source.splitlines()[:2]
+    if not source.startswith(bom) and not any(
+            re.match(r'[ \t\f]*#.*?coding[:=]', line) for line in head):
+        source = bom + source
+    return compile(source, filename, mode, 0, True)
+
+
+def _scope(namespace):
+    found = _named(namespace)
+    return found if isinstance(found, dict) else vars(found)
+
+
+def _evaluated(expression, namespace):
+    if namespace is None:
+        scope = {}
+    elif isinstance(namespace, dict):
+        scope = _resolved(namespace)
+    else:
+        scope = _scope(namespace)
+    return eval(_compile(expression.strip(), None, 'eval'), scope)
+
+
+@_public
+def evaluate(expression, namespace=None):
+    """Evaluate an expression.
+
+    expression: its source, in UTF-8.  namespace: what its names mean: a
+    dict, in which the name of a kept object stands for the object; or the
+    name of a module, of a kept dict or of what execute() gave; or None, for
+    the built-ins only.
+
+    Result: the value.  Errors: SyntaxError and whatever is raised.
+    """
+    return _value(_evaluated(expression, namespace))
+
+
+@_public
+def evaluate_object(expression, namespace=None):
+    """Evaluate an expression and keep the result.
+
+    Arguments and errors: those of evaluate().  Result: its name.
+    """
+    return _keep(_evaluated(expression, namespace))
+
+
+def _executed(source, namespace, filename, names):
+    code = _compile(source, filename, 'exec')
+    if isinstance(namespace, dict):
+        namespace.update(_resolved(namespace), **names)
+        exec code in namespace
+        return None
+    name = namespace
+    if namespace is None:
+        module = types.ModuleType('')
+        name = module.__name__ = _keep(module)
+    try:
+        scope = _scope(name)
+        scope.update(names)
+        exec code in scope
+    except:  # noqa: E722, raised again
+        if namespace is None:
+            sys.modules.pop(name, None)
+        raise
+    return name
+
+
+@_public
+def execute(source, namespace=None):
+    """Execute statements.
+
+    source: their source, in UTF-8 unless it has a coding line.
+    namespace: as for evaluate(), but None for a new, empty module.
+
+    Result: the name of the namespace, for ``GetModule``, evaluate() or
+    another execute(); None when it was given as a dict.  Errors:
+    SyntaxError and whatever is raised; a new module is then released.
+    """
+    return _executed(source, namespace, None, {})
+
+
+@_public
+def execute_file(path, namespace=None):
+    """Execute a file of source code.
+
+    path: of the file.  namespace: as for execute().  The namespace's
+    ``__file__`` is the path.
+
+    Result and errors: those of execute(); IOError.
+    """
+    with open(path, 'rb') as source:
+        return _executed(source.read(), namespace, path, {'__file__': path})
+
+
+@_public
+def run_script(path, arguments=()):
+    """Run a file as ``python path arguments...`` would.
+
+    path: of the file, or of a folder or zip file with a ``__main__.py``.
+    arguments: a tuple or list of texts, for ``sys.argv``.  ``sys.argv``,
+    ``sys.path`` and ``__main__`` are set back afterwards.
+
+    Result: the exit status.  Errors: whatever is raised, but SystemExit.
+    """
+    import runpy
+    before = vars(sys).get('argv'), sys.path, sys.path[:]
+    try:
+        sys.argv = [path] + map(_text, _sequence(arguments))
+        sys.path.insert(0, os.path.dirname(os.path.abspath(path)))
+        runpy.run_path(path, run_name='__main__')
+        return 0L
+    except SystemExit as end:
+        if end.code is None:
+            return 0L
+        if isinstance(end.code, (int, long)):
+            return long(end.code)
+        sys.stderr.write(_text(end.code) + '\n')
+        return 1L
+    finally:
+        argv, sys.path, sys.path[:] = before
+        if argv is None:
+            vars(sys).pop('argv', None)
+        else:
+            sys.argv = argv
+
+
+@_public
+def set_arguments(arguments):
+    """Set ``sys.argv``, which Python code reads as its command line.
+
+    arguments: a tuple or list of texts; the first is the program's name.
+    """
+    sys.argv = map(_text, _sequence(arguments))
+
+
+# Streams.
+
+class _Stream(object):
+    """What Python's own streams have, as far as it means anything here."""
+
+    encoding = 'UTF-8'
+    errors = None
+    newlines = None
+    closed = False
+
+    def __init__(self, name, mode, target):
+        self.name = name
+        self.mode = mode
+        self._target = target
+
+    def isatty(self):
+        return False
+
+    def fileno(self):
+        import io
+        raise io.UnsupportedOperation('fileno')
+
+    def flush(self):
+        pass
+
+    def close(self):
+        pass
+
+
+class _Output(_Stream):
+
+    softspace = 0
+
+    def write(self, written):
+        if isinstance(written, unicode):
+            written = written.encode('utf-8')
+        elif not isinstance(written, str):
+            raise TypeError('write() takes a text, not ' +
+                            _type_name(written))
+        self._target(written)
+
+    def writelines(self, lines):
+        for line in lines:
+            self.write(line)
+
+
+class _Input(_Stream):
+
+    _rest = ''
+
+    def _more(self):
+        """Ask for more; False at the end."""
+        line = self._target()
+        if line is None:
+            return False
+        if isinstance(line, unicode):
+            line = line.encode('utf-8')
+        elif not isinstance(line, str):
+            raise TypeError('a line of input is a text, not ' +
+                            _type_name(line))
+        self._rest += line if line.endswith('\n') else line + '\n'
+        return True
+
+    def _take(self, count):
+        taken, self._rest = self._rest[:count], self._rest[count:]
+        return taken
+
+    def readline(self, size=-1):
+        if not self._rest:
+            self._more()
+        end = self._rest.find('\n') + 1
+        return self._take(min(end, size) if size >= 0 else end)
+
+    def read(self, size=-1):
+        while (size < 0 or len(self._rest) < size) and self._more():
+            pass
+        return self._take(size if size >= 0 else len(self._rest))
+
+    def readlines(self, sizehint=-1):
+        return list(self)
+
+    def __iter__(self):
+        return self
+
+    def next(self):
+        line = self.readline()
+        if not line:
+            raise StopIteration
+        return line
+
+
+def _redirect(name, stream):
+    _objects.streams.setdefault(name, getattr(sys, name, None))
+    setattr(sys, name, stream)
+
+
+def _output(name, target):
+    if target is None:
+        import aview
+
+        def write(written):
+            # The console takes no NUL; the symbol for it passes.
+            aview.write(written.replace('\0', '\xe2\x90\x80'))
+    else:
+        write = _callable(target)
+    _redirect(name, _Output('<%s>' % name, 'w', write))
+
+
+@_public
+def redirect_output(target=None):
+    """Send standard output somewhere, through a stream like Python's own.
+
+    It accepts ``unicode``, which becomes UTF-8, and has ``encoding``,
+    ``isatty`` and ``writelines``.
+
+    target: what to call with each text, as for call(), such as the name of
+    a function that the host published; None for the console object.
+    Errors: TypeError, or what call() says, for no such target.
+    """
+    _output('stdout', target)
+
+
+@_public
+def redirect_errors(target=None):
+    """Send standard error somewhere, and with it what ``warnings`` shows.
+
+    Arguments and errors: those of redirect_output().
+    """
+    _output('stderr', target)
+
+
+@_public
+def redirect_input(target):
+    """Take standard input from a function.
+
+    target: what to call, as for call(), such as the name of a function that
+    the host published.  It takes no argument and returns one line, with or
+    without its end, or None for the end of input.  Errors: those of
+    redirect_output().
+    """
+    _redirect('stdin', _Input('<stdin>', 'r', _callable(target)))
+
+
+@_public
+def restore_streams():
+    """Undo every redirect_output(), redirect_errors() and redirect_input().
+    """
+    while _objects.streams:
+        setattr(sys, *_objects.streams.popitem())
+
+
+# Python itself.
+
+@_public
+def python_info():
+    """Tell which Python runs.
+
+    Result: a dict with the keys "version", such as "2.7.18"; "version_info",
+    a tuple; "full_version"; "platform"; "executable"; "prefix";
+    "exec_prefix"; "path", a tuple of the search path; "environment", the
+    active virtual environment or ""; "bits", 32 or 64; "support", the
+    version of this module.
+    """
+    return _value({
+        'version': '%d.%d.%d' % sys.version_info[:3],
+        'version_info': tuple(sys.version_info),
+        'full_version': sys.version,
+        'platform': sys.platform,
+        'executable': sys.executable or '',
+        'prefix': sys.prefix,
+        'exec_prefix': sys.exec_prefix,
+        'path': sys.path,
+        'environment': _objects.environment or '',
+        'bits': 64 if sys.maxsize > 2 ** 32 else 32,
+        'support': __version__,
+    })
+
+
+@_public
+def insert_path(path):
+    """Put a folder first on the search path, before Python's own.
+
+    path: of the folder.  If it is on the search path already, it moves.
+    """
+    sys.path[:] = [path] + [other for other in sys.path if other != path]
+
+
+_ENVIRONMENT_NAMES = 'prefix', 'exec_prefix', 'real_prefix', 'base_prefix'
+_ENVIRONMENT_VARIABLES = 'PATH', 'VIRTUAL_ENV', 'PYTHONHOME'
+
+
+def _state():
+    """Return what a virtual environment changes."""
+    return (sys.path[:],
+            [(name, vars(sys).get(name)) for name in _ENVIRONMENT_NAMES],
+            [(name, os.environ.get(name)) for name in _ENVIRONMENT_VARIABLES])
+
+
+def _set_state(state):
+    path, attributes, variables = state
+    sys.path[:] = path
+    for name, old in attributes:
+        if old is not None:
+            setattr(sys, name, old)
+        else:
+            vars(sys).pop(name, None)
+    for name, old in variables:
+        if old is not None:
+            os.environ[name] = old
+        else:
+            os.environ.pop(name, None)
+
+
+def _enter(folder):
+    """Use a virtual environment that has no script for it."""
+    import site
+    version = 'python%d.%d' % sys.version_info[:2]
+    packages = [os.path.join(folder, *rest) for rest in (
+        ('lib', version, 'site-packages'),
+        ('lib64', version, 'site-packages'),
+        ('Lib', 'site-packages'))]
+    packages = [path for path in packages if os.path.isdir(path)]
+    if not packages:
+        raise ValueError('%s is no virtual environment for %s' %
+                         (folder, version))
+    before = set(sys.path).difference(packages)
+    for path in packages:
+        site.addsitedir(path)
+    sys.path.sort(key=lambda path: path in before)
+    programs = os.path.join(folder, 'Scripts' if os.name == 'nt' else 'bin')
+    os.environ['PATH'] = os.pathsep.join(
+        filter(None, [programs, os.environ.get('PATH')]))
+    os.environ['VIRTUAL_ENV'] = folder
+    os.environ.pop('PYTHONHOME', None)
+    sys.real_prefix = sys.prefix
+    sys.prefix = sys.exec_prefix = folder
+
+
+@_public
+def activate(path):
+    """Use a virtual environment: its packages come first from now on.
+
+    path: of its folder.  Its own ``activate_this.py`` is run where it has
+    one.  Another that is active is left first.
+
+    Result: the environment's folder.  Errors: ValueError for a folder that
+    is no virtual environment for this version of Python; whatever
+    ``activate_this.py`` raises.  Nothing is changed then.
+    """
+    folder = os.path.abspath(path)
+    active = _objects.environment
+    before = _state()
+    if active is not None:
+        _set_state(_objects.outside)
+    outside = _state()
+    try:
+        for programs in 'bin', 'Scripts':
+            script = os.path.join(folder, programs, 'activate_this.py')
+            if os.path.isfile(script):
+                execfile(script, {'__file__': script, '__name__': 'activate'})
+                break
+        else:
+            _enter(folder)
+    except:  # noqa: E722, raised again
+        _set_state(before)
+        raise
+    _objects.environment, _objects.outside = folder, outside
+    return folder
+
+
+@_public
+def deactivate():
+    """Leave the virtual environment that activate() entered.
+
+    Modules that were imported from it stay imported.
+
+    Result: whether there was one.
+    """
+    if _objects.environment is None:
+        return False
+    _set_state(_objects.outside)
+    _objects.environment = None
+    return True
+
+
+# Kept with the objects, so that nothing is lost when this module is reloaded.
+if _PREFIX[:-1] in sys.modules:
+    _objects = sys.modules[_PREFIX[:-1]]
+else:
+    _objects = _Objects(_PREFIX[:-1], _Objects.__doc__)
+    _objects.numbers = itertools.count(1)
+    _objects.streams = {}
+    _objects.environment = _objects.outside = None
+    sys.modules[_PREFIX[:-1]] = _objects
+    sys.modules[_NONE] = None
+    # While Python still has all that they need to go.
+    atexit.register(release)
