@@ -19,7 +19,7 @@ Loads the plug-in Quillix into a small stand-in for its host, and uses it.
   api                                   list the public interface as it was registered
   check                                 say which Python was found, and whether it can be used
 
-  --help         this text
+  --help, help   this text
   --version      the version of this program and of the plug-in that was built with it
   VERB --help    more about a verb
 
