@@ -36,12 +36,12 @@ def files_below(path):
     files = [file for file in path.rglob("*") if file.is_file()]
     if not files:
         sys.exit(f"package: there is nothing in {path}")
-    parts = {file: file.relative_to(path).parts for file in files}
-    return [
-        file
-        for file in files
-        if file.suffix != ".pyc" and not any(part.startswith((".", "__pycache__")) for part in parts[file])
-    ]
+
+    def is_clutter(file):
+        parts = file.relative_to(path).parts
+        return file.suffix == ".pyc" or any(part.startswith((".", "__pycache__")) for part in parts)
+
+    return [file for file in files if not is_clutter(file)]
 
 
 def write_zip(archive, files, stamp):
@@ -60,7 +60,7 @@ def main():
     parser = argparse.ArgumentParser(
         description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter
     )
-    parser.add_argument("--plugins", required=True, type=pathlib.Path, help="the installed plug-ins")
+    parser.add_argument("--plugins", required=True, type=pathlib.Path, help="where those lie")
     parser.add_argument("--version", required=True, help="the version, for the names")
     parser.add_argument("--output", required=True, type=pathlib.Path, help="where the archives go")
     options = parser.parse_args()
@@ -68,7 +68,9 @@ def main():
     name = f"Quillix-{options.version}"
     stamp = time_stamp()
     options.output.mkdir(parents=True, exist_ok=True)
-    plugins = {file.relative_to(options.plugins).as_posix(): file for file in files_below(options.plugins)}
+    plugins = {
+        file.relative_to(options.plugins).as_posix(): file for file in files_below(options.plugins)
+    }
     write_zip(options.output / f"{name}.xojo_plugin", plugins, stamp)
     companions = {
         f"{name}/{file.relative_to(ROOT).as_posix()}": file
