@@ -1,4 +1,4 @@
-# How Quillix.so is compiled and linked so that one file loads in any host process: two exported
+# How the plug-in is compiled and linked so that one file loads in any host process: two exported
 # symbols, no Python and no C++ run-time library among what it needs, and of the C library nothing
 # newer than glibc 2.17.
 include(CheckIPOSupported)
@@ -7,16 +7,14 @@ include(CheckIPOSupported)
 # a new system would not load on an old one. Linking against a stand-in libdl.so.2 with the old
 # versions binds to those, which every glibc since offers. The stand-in is never loaded.
 function(quillix_add_libdl_versions target)
-  if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|i.86)$")
-    if(CMAKE_SIZEOF_VOID_P EQUAL 8)
-      set(versions "GLIBC_2.2.5 { global: dlopen; dlsym; dlclose; dlerror; dladdr; };")
-    else()
-      string(CONCAT versions "GLIBC_2.0 { global: dlsym; dlclose; dlerror; dladdr; };\n"
-                             "GLIBC_2.1 { global: dlopen; } GLIBC_2.0;")
-    endif()
-  elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "^(aarch64|arm64)$")
+  if(QUILLIX_ARCH STREQUAL "amd64")
+    set(versions "GLIBC_2.2.5 { global: dlopen; dlsym; dlclose; dlerror; dladdr; };")
+  elseif(QUILLIX_ARCH STREQUAL "i386")
+    string(CONCAT versions "GLIBC_2.0 { global: dlsym; dlclose; dlerror; dladdr; };\n"
+                           "GLIBC_2.1 { global: dlopen; } GLIBC_2.0;")
+  elseif(QUILLIX_ARCH STREQUAL "arm64")
     set(versions "GLIBC_2.17 { global: dlopen; dlsym; dlclose; dlerror; dladdr; };")
-  elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "^arm")
+  elseif(QUILLIX_ARCH STREQUAL "armhf")
     set(versions "GLIBC_2.4 { global: dlopen; dlsym; dlclose; dlerror; dladdr; };")
   else()
     target_link_libraries(${target} PRIVATE ${CMAKE_DL_LIBS})
@@ -35,15 +33,30 @@ endfunction()
 
 function(quillix_link_plugin target)
   set_target_properties(${target} PROPERTIES
-    PREFIX "" SUFFIX ".so"
+    PREFIX "" SUFFIX "${QUILLIX_PLUGIN_SUFFIX}"
     CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON
-    SKIP_BUILD_RPATH ON
-    LINK_DEPENDS "${CMAKE_CURRENT_SOURCE_DIR}/cmake/Quillix.map")
+    SKIP_BUILD_RPATH ON)
   target_compile_options(${target} PRIVATE
     -fno-exceptions -fno-rtti -fno-threadsafe-statics -ffunction-sections -fdata-sections)
+  if(APPLE)
+    set(exports "${CMAKE_CURRENT_SOURCE_DIR}/cmake/macos/Quillix.exp")
+    set_target_properties(${target} PROPERTIES LINK_DEPENDS "${exports}")
+    target_link_options(${target} PRIVATE
+      "LINKER:-exported_symbols_list,${exports}" LINKER:-dead_strip -nodefaultlibs)
+    target_link_libraries(${target} PRIVATE System)
+    return()
+  elseif(WIN32)
+    # Exported is what the code marks so. The C library that is part of every Windows; GCC's
+    # unwinder only because its start-up code for 32 bits names it.
+    target_link_options(${target} PRIVATE -nodefaultlibs)
+    target_link_libraries(${target} PRIVATE
+      mingw32 gcc gcc_eh moldname mingwex msvcrt kernel32)
+    return()
+  endif()
+  set(exports "${CMAKE_CURRENT_SOURCE_DIR}/cmake/Quillix.map")
+  set_target_properties(${target} PROPERTIES LINK_DEPENDS "${exports}")
   target_link_options(${target} PRIVATE
-    "LINKER:--version-script=${CMAKE_CURRENT_SOURCE_DIR}/cmake/Quillix.map"
-    LINKER:--as-needed LINKER:--gc-sections)
+    "LINKER:--version-script=${exports}" LINKER:--as-needed LINKER:--gc-sections)
 
   if(QUILLIX_COVERAGE)
     set(coverage -fprofile-instr-generate -fcoverage-mapping)

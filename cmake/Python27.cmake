@@ -6,21 +6,11 @@
 #   quillix_python_headers      (result) the include directories, as a target
 
 if(NOT QUILLIX_PYTHON_ROOT)
-  if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|i.86)$")
-    if(CMAKE_SIZEOF_VOID_P EQUAL 8)
-      set(python_arch amd64)
-    else()
-      set(python_arch i386)
-    endif()
-  elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "^(aarch64|arm64)$")
-    set(python_arch arm64)
-  elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "^arm")
-    set(python_arch armhf)
-  else()
+  if(APPLE OR NOT QUILLIX_ARCH)
     message(FATAL_ERROR "Set QUILLIX_PYTHON_ROOT to a folder that holds Python 2.7.")
   endif()
   execute_process(
-    COMMAND "${CMAKE_CURRENT_SOURCE_DIR}/tools/python27" ${python_arch}
+    COMMAND "${CMAKE_CURRENT_SOURCE_DIR}/tools/python27" ${QUILLIX_ARCH}
     OUTPUT_VARIABLE python_root OUTPUT_STRIP_TRAILING_WHITESPACE
     RESULT_VARIABLE python_status)
   if(NOT python_status EQUAL 0)
@@ -39,8 +29,16 @@ endif()
 add_library(quillix_python_headers INTERFACE)
 # Debian's pyconfig.h includes the architecture's own by a path from the folder above.
 get_filename_component(python_prefix "${QUILLIX_PYTHON_INCLUDE}/../.." ABSOLUTE)
-target_include_directories(quillix_python_headers SYSTEM INTERFACE
-  "${QUILLIX_PYTHON_INCLUDE}" "${python_prefix}/include")
+set(python_headers "${QUILLIX_PYTHON_INCLUDE}" "${python_prefix}/include")
+if(WIN32)
+  # Python's headers are the same everywhere but for pyconfig.h, which lies among them.
+  set(python_headers "${CMAKE_CURRENT_BINARY_DIR}/python-headers")
+  file(COPY "${QUILLIX_PYTHON_INCLUDE}/" DESTINATION "${python_headers}"
+    PATTERN pyconfig.h EXCLUDE)
+  configure_file("${CMAKE_CURRENT_SOURCE_DIR}/cmake/windows/pyconfig.h"
+    "${python_headers}/pyconfig.h" COPYONLY)
+endif()
+target_include_directories(quillix_python_headers SYSTEM INTERFACE ${python_headers})
 
 # Python's own variables are fixed, so that a run does not depend on the user's settings. An embedded
 # Python does not read PYTHONNOUSERSITE; a folder that does not exist keeps the user's packages out.

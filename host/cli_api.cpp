@@ -90,6 +90,9 @@ const char *const cli::kApiHelp =
 
 Lists the public interface that the plug-in registers, in the order of registration: each class with
 its subclasses below it, and the modules. Assignable methods are marked. Needs no Python.
+
+Exit status: 0 success; 1 the plug-in cannot be loaded; 2 wrong usage; 3 something was still alive
+at the end that should have been gone.
 )";
 
 int cli::api(Arguments arguments) {

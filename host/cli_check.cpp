@@ -137,7 +137,9 @@ const char *const cli::kCheckHelp =
 
 Says which Python library the plug-in finds and where, its version, which of the symbols that the
 plug-in uses are missing, and whether the interpreter starts; when it cannot be used, what to do.
-Exit status: 0 when it can be used, 1 when it cannot.
+
+Exit status: 0 it can be used; 1 it cannot, or the plug-in cannot be loaded; 2 wrong usage;
+3 something was still alive at the end that should have been gone.
 )";
 
 int cli::check(Arguments arguments) {

@@ -19,7 +19,8 @@ Loads the plug-in Quillix into a small stand-in for its host, and uses it.
   api                                   list the public interface as it was registered
   check                                 say which Python was found, and whether it can be used
 
-  --help         this text
+  --help, help   this text
+  --version      the version of this program and of the plug-in that was built with it
   VERB --help    more about a verb
 
 The plug-in is the one that was built with this program, or the one that the environment variable
@@ -74,6 +75,10 @@ int main(int count, char **words) {
   const std::string_view name = words[1];
   if (asksForHelp(name) || name == "help") {
     std::fputs(kHelp, stdout);
+    return cli::kSuccess;
+  }
+  if (name == "--version") {
+    std::puts("Quillix " QUILLIX_VERSION);
     return cli::kSuccess;
   }
   for (const Verb &verb : verbs) {

@@ -1,11 +1,19 @@
 // What differs between operating systems: opening a library, finding a symbol in it, the system
-// log, and how a function is exported. The bodies stand together in platform.cpp.
+// log, how a function is exported, and how data that nothing uses is kept. The bodies stand together
+// in platform.cpp.
 #pragma once
 
 #if defined(_WIN32)
 #define QUILLIX_EXPORT extern "C" __declspec(dllexport)
 #else
 #define QUILLIX_EXPORT extern "C" __attribute__((visibility("default")))
+#endif
+
+// Kept by the compiler and, where it drops unused sections, by the linker.
+#if defined(__ELF__)
+#define QUILLIX_KEEP __attribute__((used, retain))
+#else
+#define QUILLIX_KEEP __attribute__((used))
 #endif
 
 namespace platform {

@@ -1,0 +1,76 @@
+"""Packages the plug-in of one build, twice, and runs it out of the package.
+
+package_test.py BUILD PLATFORM_FOLDER VERSION CMAKE READELF QUILLIX_HOST...
+"""
+
+import os
+import pathlib
+import subprocess
+import sys
+import tempfile
+import zipfile
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+build, folder, version, cmake, readelf, *host = sys.argv[1:]
+build = pathlib.Path(build)
+
+
+def run(command, **options):
+    result = subprocess.run(command, stdout=subprocess.PIPE, text=True, **options)
+    assert result.returncode == 0, f"{command}: {result.returncode}\n{result.stdout}"
+    return result.stdout
+
+
+def package(plugins, output):
+    run(
+        [sys.executable, ROOT / "tools" / "package.py"]
+        + ["--plugins", plugins, "--version", version, "--output", output],
+        env={**os.environ, "SOURCE_DATE_EPOCH": "1000000000"},
+    )
+    return [output / f"Quillix-{version}.xojo_plugin", output / f"Quillix-{version}.zip"]
+
+
+with tempfile.TemporaryDirectory() as temporary:
+    temporary = pathlib.Path(temporary)
+    plugins = temporary / "plugins"
+    run([cmake, "--install", build, "--component", "plugin", "--strip", "--prefix", plugins])
+    archives = package(plugins, temporary / "first")
+
+    # Neither times nor permissions nor what lies about get in.
+    member = f"Quillix/Build Resources/{folder}/Quillix.so"
+    os.utime(plugins / member, (1, 1))
+    (plugins / member).chmod(0o600)
+    (plugins / ".DS_Store").write_text("clutter")
+    for first, second in zip(archives, package(plugins, temporary / "second")):
+        assert first.read_bytes() == second.read_bytes(), f"{first.name} differs"
+
+    unpacked = temporary / "unpacked"
+    for archive in archives:
+        with zipfile.ZipFile(archive) as content:
+            content.extractall(unpacked)
+            if archive.suffix == ".xojo_plugin":
+                assert content.namelist() == [member], content.namelist()
+    companions = unpacked / f"Quillix-{version}"
+    for name in ["README.md", "LICENSE", "docs/performance.md", "support/quillix.py"]:
+        assert (companions / name).read_bytes() == (ROOT / name).read_bytes(), name
+
+    plugin = unpacked / member
+    checks = ROOT / "cmake" / "CheckPluginFile.cmake"
+    run([cmake, f"-DPLUGIN={plugin}", f"-DREADELF={readelf}", "-P", checks])
+    assert f"Quillix {version}\0".encode() in plugin.read_bytes(), "the file does not say its version"
+
+    # Every place that names the version names this one.
+    environment = dict(os.environ)
+    environment.update(line.split("=", 1) for line in (build / "run.env").read_text().splitlines())
+    environment["QUILLIX_PLUGIN_PATH"] = str(plugin)
+    assert run([*host, "--version"], env=environment) == f"Quillix {version}\n"
+    assert f"\n## [{version}]" in (companions / "CHANGELOG.md").read_text()
+    assert f"\n__version__ = '{version}'\n" in (companions / "support" / "quillix.py").read_text()
+
+    assert str(plugin) in run([*host, "check"], env=environment)
+    examples = companions / "examples"
+    output = run(
+        [*host, "call", examples / "text_analysis.py", "analyse", examples / "declaration.txt"],
+        env=environment,
+    )
+    assert "declaration" in output, output
