@@ -16,6 +16,7 @@ Loads the plug-in Quillix into a small stand-in for its host, and uses it.
 
   call FILE.py FUNCTION [ARGUMENT...]   call a Python function and print its result
   demo [FILE.py]                        use host functions and a host class from Python
+  script FILE.xojo_script               run a script in the host's language
   api                                   list the public interface as it was registered
   check                                 say which Python was found, and whether it can be used
 
@@ -66,6 +67,7 @@ int main(int count, char **words) {
   const Verb verbs[] = {
       {"call", cli::call, cli::kCallHelp},
       {"demo", cli::demo, cli::kDemoHelp},
+      {"script", cli::script, cli::kScriptHelp},
       {"api", cli::api, cli::kApiHelp},
       {"check", cli::check, cli::kCheckHelp},
   };
