@@ -18,6 +18,7 @@ using host::Member;
 
 constexpr int kDeepest = 200; // calls within calls
 constexpr std::size_t kPublished = 64;
+constexpr std::int64_t kLargestArray = 10'000'000; // items
 
 struct Variable {
   std::string name;
@@ -48,7 +49,6 @@ std::string_view nameOf(const Member &member) {
 class Interpreter {
 public:
   Interpreter(const Program &program, const std::string &folder);
-  ~Interpreter();
   Interpreter(const Interpreter &) = delete;
   Interpreter &operator=(const Interpreter &) = delete;
 
@@ -205,8 +205,6 @@ Interpreter::Interpreter(const Program &program, const std::string &folder) : pr
   const host::Object item = host::newFolderItem(folder);
   main_.variables.push_back({"ScriptFolder", object(item, &item.type()), true});
 }
-
-Interpreter::~Interpreter() { running = nullptr; }
 
 void Interpreter::run() {
   try {
@@ -474,11 +472,14 @@ void Interpreter::declare(const Statement &statement, std::deque<Variable> &to) 
   else {
     const Type type = typeOfName(statement.type);
     variable.value = zeroOf(type);
-    if (statement.flag)
-      variable.value.array().items.resize(
-          static_cast<std::size_t>(evaluate(statement.expressions[0]).integer() + 1),
-          zeroOf({type.kind, type.type}));
-    else if (!statement.expressions.empty())
+    if (statement.flag) {
+      const std::int64_t last =
+          convert(evaluate(statement.expressions[0]), {Kind::Int64}).integer();
+      if (last < -1 || last >= kLargestArray)
+        throw Error("an array with the last index " + std::to_string(last));
+      variable.value.array().items.resize(static_cast<std::size_t>(last + 1),
+                                          zeroOf({type.kind, type.type}));
+    } else if (!statement.expressions.empty())
       variable.value = convert(evaluate(statement.expressions[0]), type);
   }
   to.push_back(std::move(variable));
@@ -952,19 +953,16 @@ Value Interpreter::address(const Expression &expression) {
 } // namespace
 
 void run(const Program &program, const std::string &folder) {
-  Interpreter interpreter(program, folder);
+  // Never destroyed: it has to serve objects that are still alive, to be reported.
+  Interpreter &interpreter = *new Interpreter(program, folder);
   std::optional<Error> error;
-  try {
-    interpreter.run();
-  } catch (const Error &caught) {
-    error = caught;
-  }
-  try {
-    interpreter.stop();
-  } catch (const Error &caught) {
-    if (!error)
-      error = caught;
-  }
+  for (const auto step : {&Interpreter::run, &Interpreter::stop})
+    try {
+      (interpreter.*step)();
+    } catch (const Error &caught) {
+      if (!error)
+        error = caught;
+    }
   if (error)
     throw *error;
 }
