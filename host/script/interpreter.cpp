@@ -24,6 +24,7 @@ struct Variable {
   std::string name;
   Value value;
   bool isConstant = false;
+  bool isGlobal = false; // seen by functions
 };
 
 // What runs: the main program, a function or a method.
@@ -96,6 +97,7 @@ private:
   std::optional<Value> useFolder(const host::Object &folder, const std::string &name,
                                  const Values *arguments);
   bool hasMember(const host::Class *type, std::string_view name);
+  const host::Class *ownType() const; // of the method that runs; null outside
   Variable *findVariable(std::string_view name);
   Variable *findField(const host::Object &self, const host::Class *type, std::string_view name);
   std::span<const Member> membersOf(const host::Class *type);
@@ -109,7 +111,8 @@ private:
   using Candidates = std::vector<Candidate>;
   static void collect(Candidates &to, const std::vector<Function> &from, const Class *owner,
                       std::string_view name);
-  Candidates functionsNamed(const Expression &name);
+  Candidates methods(const host::Class *type, std::string_view name) const;
+  Candidates functionsNamed(const Expression &name) const;
   Value callBest(const Candidates &candidates, const host::Object &self, const Values &arguments);
   Value callFunction(const Candidate &called, const host::Object &self, const Values &arguments);
   Candidate addressed(const Expression &expression, const std::vector<Type> &types);
@@ -154,15 +157,26 @@ void classHandler(REALobject sender, REALstring text) {
   Interpreter::running->event(sender, "ConsoleOutput", host::contents(text));
 }
 
+// The declaration of an event of that name; null when the class has none.
+const char *eventOf(const host::Class *type, std::string_view name) {
+  for (; type; type = type->super)
+    for (HostWord i = 0; i < type->record->events.count; ++i) {
+      const char *const declaration = type->record->events.rows[i].declaration;
+      if (same(host::parseDeclaration(declaration).name, name))
+        return declaration;
+    }
+  return nullptr;
+}
+
 // --- choosing among overloads --------------------------------------------------------------------
 
 // The sum of the costs; negative when the arguments do not fit.
-template <class Types> int costOf(const Types &types, Arguments arguments) {
+int sumOfCosts(const std::vector<Type> &types, Arguments arguments) {
   if (types.size() != arguments.size())
     return -1;
   int sum = 0;
   for (std::size_t i = 0; i < arguments.size(); ++i) {
-    const int cost = script::costOf(arguments[i].type, types[i]);
+    const int cost = costOf(arguments[i].type, types[i]);
     if (cost < 0)
       return -1;
     sum += cost;
@@ -175,7 +189,7 @@ auto best(const Items &items, Arguments arguments, TypesOf typesOf) {
   auto found = items.end();
   int lowest = -1;
   for (auto item = items.begin(); item != items.end(); ++item) {
-    const int cost = costOf(typesOf(*item), arguments);
+    const int cost = sumOfCosts(typesOf(*item), arguments);
     if (cost >= 0 && (lowest < 0 || cost < lowest)) {
       lowest = cost;
       found = item;
@@ -203,7 +217,7 @@ std::vector<Type> typesOf(std::span<const host::Type> declared) {
 Interpreter::Interpreter(const Program &program, const std::string &folder) : program_(program) {
   running = this;
   const host::Object item = host::newFolderItem(folder);
-  main_.variables.push_back({"ScriptFolder", object(item, &item.type()), true});
+  main_.variables.push_back({"ScriptFolder", object(item, &item.type()), true, true});
 }
 
 void Interpreter::run() {
@@ -216,9 +230,10 @@ void Interpreter::run() {
         if (declared.isModule || member.kind == Statement::Kind::Const)
           declare(member, statics_[&declared]);
     for (const Statement &statement : program_.main) {
-      const Flow flow = execute(statement);
-      if (flow == Flow::Return)
+      if (execute(statement) == Flow::Return)
         break;
+      for (Variable &variable : main_.variables)
+        variable.isGlobal = true; // those of inner blocks have gone
     }
     rethrow();
   } catch (const Error &error) {
@@ -237,8 +252,7 @@ void Interpreter::stop() {
   for (auto &[owner, variables] : statics_)
     letGo(variables);
   main_.result = {};
-  if (host::callShared<bool>("Quillix", "PythonIsFound() as Boolean"))
-    host::callShared("Quillix", "Finalize()");
+  host::callShared("Quillix", "Finalize()");
   // Python may print until it has stopped.
   host::callShared("Quillix", "SetConsoleOutput(output as QuillixConsoleOutput)", nullptr);
   letGo(main_.variables); // what a handler has stored since
@@ -287,11 +301,7 @@ void Interpreter::event(REALobject sender, std::string_view event,
                         std::string_view given) noexcept {
   guarded([&] {
     const host::Object self = host::Object::share(sender);
-    Candidates candidates;
-    for (const host::Class *type = &self.type(); type; type = type->super)
-      if (const Class *const declared = scriptClass(type))
-        collect(candidates, declared->functions, declared, event);
-    callBest(candidates, self, {text(std::string(given))});
+    callBest(methods(&self.type(), event), self, {text(std::string(given))});
   });
 }
 
@@ -310,13 +320,9 @@ void Interpreter::define(const Class &declared) {
     throw Error("there is no class " + declared.super, declared.line);
   const host::Class &type = host::defineClass(declared.name, super->name);
   classes_[type.name] = &declared;
-  for (const host::Class *next = super; next; next = next->super)
-    for (HostWord i = 0; i < next->record->events.count; ++i) {
-      const char *const event = next->record->events.rows[i].declaration;
-      for (const Function &function : declared.functions)
-        if (same(function.name, host::parseDeclaration(event).name))
-          host::implementEvent(type.name, event, classHandler);
-    }
+  for (const Function &function : declared.functions)
+    if (const char *const event = eventOf(super, function.name))
+      host::implementEvent(type.name, event, classHandler);
 }
 
 const Class *Interpreter::scriptClass(const host::Class *type) const {
@@ -345,7 +351,7 @@ Value Interpreter::construct(const std::string &className, const Values &argumen
   if (!type)
     throw Error("there is no class " + className);
   if (type->name == "FolderItem") {
-    if (costOf(std::vector<Type>{{Kind::String}}, arguments) < 0)
+    if (sumOfCosts({{Kind::String}}, arguments) < 0)
       throw Error("New FolderItem needs a path");
     return object(host::newFolderItem(arguments[0].text()), type);
   }
@@ -391,11 +397,8 @@ Value Interpreter::construct(const std::string &className, const Values &argumen
 // Before the last lock of an object is given up for good.
 void Interpreter::destroyed(REALobject raw) noexcept {
   ++raw->locks; // the destructor may take and give back locks
-  for (const host::Class *type = raw->type; type; type = type->super)
-    if (const Class *const declared = scriptClass(type))
-      for (const Function &function : declared->functions)
-        if (same(function.name, "Destructor"))
-          guarded([&] { callFunction({&function, declared}, host::Object::share(raw), {}); });
+  for (const Candidate &destructor : methods(raw->type, "Destructor"))
+    guarded([&] { callFunction(destructor, host::Object::share(raw), {}); });
   const auto fields = fields_.extract(raw);
   --raw->locks;
 }
@@ -566,13 +569,8 @@ void Interpreter::handle(const Statement &statement) {
   if (event.kind != Expression::Kind::Member)
     throw Error("an event is expected");
   const Value sender = evaluate(event.parts[0]);
-  bool isEvent = false;
-  if (sender.type.kind == Kind::Object && !sender.type.isArray)
-    for (const host::Class *type = sender.type.type; type; type = type->super)
-      for (HostWord i = 0; i < type->record->events.count; ++i)
-        isEvent |=
-            same(host::parseDeclaration(type->record->events.rows[i].declaration).name, event.name);
-  if (!isEvent || !sender.object())
+  const bool isObject = sender.type.kind == Kind::Object && !sender.type.isArray;
+  if (!isObject || !sender.object() || !eventOf(sender.type.type, event.name))
     throw Error(nameOf(sender.type) + " has no event " + event.name);
   if (statement.flag)
     return host::onConsoleOutput(sender.object(), {});
@@ -623,8 +621,7 @@ Value Interpreter::evaluate(const Expression &expression) {
   case Expression::Kind::IsA: {
     const Value tested = convert(evaluate(parts[0]), typeNamed("Object"));
     const Type type = typeNamed(expression.name);
-    return boolean(tested.object() &&
-                   script::costOf({Kind::Object, &tested.object().type()}, type) >= 0);
+    return boolean(tested.object() && costOf({Kind::Object, &tested.object().type()}, type) >= 0);
   }
   case Expression::Kind::AddressOf:
     return address(parts[0]);
@@ -647,15 +644,15 @@ Value Interpreter::call(const Expression &expression) {
 // are null, empty brackets are not.
 Value Interpreter::use(const Expression &target, const Values *arguments, const Value *assigned) {
   const std::string &name = target.name;
-  const host::Class *const ownType = frame_->self ? findClass(frame_->owner->name) : nullptr;
+  const host::Class *const own = ownType();
   const auto isSelf = [](const Expression &part) {
     return part.kind == Expression::Kind::Name &&
            (same(part.name, "Me") || same(part.name, "Self"));
   };
   if (target.kind == Expression::Kind::Member) {
     const Expression &left = target.parts[0];
-    if (left.kind == Expression::Kind::Name && ownType && same(left.name, "Super"))
-      return useMember(object(frame_->self, ownType->super), name, arguments, assigned, true);
+    if (left.kind == Expression::Kind::Name && own && same(left.name, "Super"))
+      return useMember(object(frame_->self, own->super), name, arguments, assigned, true);
     if (left.kind == Expression::Kind::Name && !findVariable(left.name) && !isSelf(left))
       if (const std::optional<Value> shared = useShared(left.name, name, arguments, assigned))
         return *shared;
@@ -665,12 +662,12 @@ Value Interpreter::use(const Expression &target, const Values *arguments, const 
   }
   if (target.kind != Expression::Kind::Name)
     throw Error("nothing can be assigned to this");
-  if (isSelf(target) && ownType)
-    return object(frame_->self, ownType);
+  if (isSelf(target) && own)
+    return object(frame_->self, own);
   if (Variable *const variable = findVariable(name))
     return useVariable(*variable, arguments, assigned);
-  if (ownType && hasMember(ownType, name))
-    return useMember(object(frame_->self, ownType), name, arguments, assigned);
+  if (own && hasMember(own, name))
+    return useMember(object(frame_->self, own), name, arguments, assigned);
   if (frame_->owner)
     if (const std::optional<Value> shared =
             useShared(frame_->owner->name, name, arguments, assigned))
@@ -693,15 +690,17 @@ Value Interpreter::use(const Expression &target, const Values *arguments, const 
   throw Error("there is no " + name);
 }
 
+const host::Class *Interpreter::ownType() const {
+  return frame_->self ? findClass(frame_->owner->name) : nullptr;
+}
+
 Variable *Interpreter::findVariable(std::string_view name) {
   if (Variable *const local = findIn(frame_->variables, name))
     return local;
-  if (frame_->self) {
-    const host::Class *const type = findClass(frame_->owner->name);
-    if (Variable *const field = findField(frame_->self, type, name))
-      return field;
-  }
-  return frame_ == &main_ ? nullptr : findIn(main_.variables, name);
+  if (Variable *const field = findField(frame_->self, ownType(), name))
+    return field;
+  Variable *const global = frame_ == &main_ ? nullptr : findIn(main_.variables, name);
+  return global && global->isGlobal ? global : nullptr;
 }
 
 // A field that the class, or one that it inherits from, declares.
@@ -732,12 +731,8 @@ std::span<const Member> Interpreter::membersOf(const host::Class *type) {
 }
 
 bool Interpreter::hasMember(const host::Class *type, std::string_view name) {
-  Candidates candidates;
-  for (const host::Class *next = type; next; next = next->super)
-    if (const Class *const declared = scriptClass(next))
-      collect(candidates, declared->functions, declared, name);
   const std::span<const Member> members = membersOf(type);
-  return !candidates.empty() ||
+  return !methods(type, name).empty() ||
          std::any_of(members.begin(), members.end(),
                      [&](const Member &member) { return same(nameOf(member), name); });
 }
@@ -757,16 +752,8 @@ Value Interpreter::useMember(const Value &owner, const std::string &name, const 
   if (Variable *const field = findField(self, type, name))
     return useVariable(*field, arguments, assigned);
   // Known by the declared class; run as the object's own class has it.
-  Candidates known;
-  Candidates candidates;
-  for (const host::Class *next = type; next; next = next->super)
-    if (const Class *const declared = scriptClass(next))
-      collect(known, declared->functions, declared, name);
-  for (const host::Class *next = isSuper ? type : &self.type(); next; next = next->super)
-    if (const Class *const declared = scriptClass(next))
-      collect(candidates, declared->functions, declared, name);
-  if (!known.empty() && !assigned)
-    return callBest(candidates, self, given);
+  if (!methods(type, name).empty() && !assigned)
+    return callBest(methods(isSuper ? type : &self.type(), name), self, given);
   if (type->name == "FolderItem" && !assigned)
     if (const std::optional<Value> result = useFolder(self, name, arguments))
       return *result;
@@ -907,7 +894,16 @@ Value Interpreter::callFunction(const Candidate &called, const host::Object &sel
   return std::move(frame.result);
 }
 
-Interpreter::Candidates Interpreter::functionsNamed(const Expression &name) {
+// Of a class and those that it inherits from, its own first.
+Interpreter::Candidates Interpreter::methods(const host::Class *type, std::string_view name) const {
+  Candidates candidates;
+  for (; type; type = type->super)
+    if (const Class *const declared = scriptClass(type))
+      collect(candidates, declared->functions, declared, name);
+  return candidates;
+}
+
+Interpreter::Candidates Interpreter::functionsNamed(const Expression &name) const {
   Candidates candidates;
   if (name.kind == Expression::Kind::Member && name.parts[0].kind == Expression::Kind::Name) {
     if (const Class *const owner = moduleNamed(name.parts[0].name))
@@ -928,7 +924,7 @@ Interpreter::Candidate Interpreter::addressed(const Expression &expression,
   for (const Candidate &candidate : functionsNamed(name)) {
     bool isFit = candidate.function->types.size() == types.size();
     for (std::size_t i = 0; isFit && i < types.size(); ++i)
-      isFit = script::costOf(types[i], typeOfName(candidate.function->types[i])) >= 0;
+      isFit = costOf(types[i], typeOfName(candidate.function->types[i])) >= 0;
     if (isFit)
       return candidate;
   }
