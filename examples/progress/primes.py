@@ -16,7 +16,7 @@ def sieve(limit, step):
     for n in xrange(2, limit):
         if flags[n]:
             found += 1
-            flags[n * n::n] = bytearray(len(xrange(n * n, limit, n)))
+            flags[n * n::n] = bytearray(len(flags[n * n::n]))
         if (n + 1) % step == 0 and not ui.progress(n + 1, limit, '%d primes' % found):
             raise Cancelled(n + 1)
     return found
