@@ -21,12 +21,12 @@ using Arguments = std::span<const char *const>;
 int call(Arguments arguments);
 int api(Arguments arguments);
 int check(Arguments arguments);
-int demo(Arguments arguments);
+int script(Arguments arguments);
 
 extern const char *const kCallHelp;
 extern const char *const kApiHelp;
 extern const char *const kCheckHelp;
-extern const char *const kDemoHelp;
+extern const char *const kScriptHelp;
 
 // Says what is wrong with the command line, and gives kBadUsage.
 int badUsage(const std::string &fault, const char *help);

@@ -62,7 +62,8 @@ An ARGUMENT that is a whole number of up to 64 bits becomes an int or, beyond 32
 another number becomes a float; true and false become bools; all else becomes a str, and so does
 anything in double quotes of its own, without them: '"42"'.
 
-  quillix-host call examples/text_analysis.py analyse examples/declaration.txt
+  cd examples/text_analysis
+  quillix-host call text_analysis.py analyse declaration.txt
 
 Exit status: 0 success; 1 Python raised an error, which is shown on standard error; 2 wrong usage;
 3 something was still alive at the end that should have been gone.

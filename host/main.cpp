@@ -15,7 +15,7 @@ constexpr const char *kHelp =
 Loads the plug-in Quillix into a small stand-in for its host, and uses it.
 
   call FILE.py FUNCTION [ARGUMENT...]   call a Python function and print its result
-  demo [FILE.py]                        use host functions and a host class from Python
+  script FILE.xojo_script               run a script in the host's language
   api                                   list the public interface as it was registered
   check                                 say which Python was found, and whether it can be used
 
@@ -26,7 +26,7 @@ Loads the plug-in Quillix into a small stand-in for its host, and uses it.
 The plug-in is the one that was built with this program, or the one that the environment variable
 QUILLIX_PLUGIN_PATH names. Python 2.7 is the one that the system's loader finds.
 
-Exit status: 0 success; 1 Python raised an error or cannot be used; 2 wrong usage; 3 something was
+Exit status: 0 success; 1 an error in Python or in a script, or Python cannot be used; 2 wrong usage; 3 something was
 still alive at the end that should have been gone.
 )";
 
@@ -66,7 +66,7 @@ int cli::finish(int result) {
 int main(int count, char **words) {
   const Verb verbs[] = {
       {"call", cli::call, cli::kCallHelp},
-      {"demo", cli::demo, cli::kDemoHelp},
+      {"script", cli::script, cli::kScriptHelp},
       {"api", cli::api, cli::kApiHelp},
       {"check", cli::check, cli::kCheckHelp},
   };

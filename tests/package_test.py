@@ -68,9 +68,8 @@ with tempfile.TemporaryDirectory() as temporary:
     assert f"\n__version__ = '{version}'\n" in (companions / "support" / "quillix.py").read_text()
 
     assert str(plugin) in run([*host, "check"], env=environment)
-    examples = companions / "examples"
-    output = run(
-        [*host, "call", examples / "text_analysis.py", "analyse", examples / "declaration.txt"],
-        env=environment,
-    )
-    assert "declaration" in output, output
+    scripts = sorted((companions / "examples").glob("*/host.xojo_script"))
+    assert scripts, "no examples"
+    for script in scripts:
+        output = run([*host, "script", script], env=environment)
+        assert output == (script.parent / "output.txt").read_text(), output

@@ -1,6 +1,6 @@
 """Statistics of a text, for a host program. Python 2.7.
 
-    quillix-host call examples/text_analysis.py analyse examples/declaration.txt
+    quillix-host call text_analysis.py analyse declaration.txt
 """
 
 import collections
@@ -15,9 +15,7 @@ WORD = re.compile(r"[A-Za-z]+(?:'[a-z]+)?")
 def analyse(path):
     """Prints what it does; gives the number of words and of distinct words, the average length of a
     word, the text's SHA-1, the three most common long words with their counts as JSON, and whether
-    the text is plain ASCII. A path that is not found is taken to be beside this file."""
-    if not os.path.exists(path):
-        path = os.path.join(os.path.dirname(os.path.abspath(__file__)), os.path.basename(path))
+    the text is plain ASCII."""
     with open(path, 'rb') as source:
         text = source.read()
     print 'read %d bytes of %s' % (len(text), os.path.basename(path))
@@ -34,3 +32,13 @@ def analyse(path):
 
     return (len(words), len(counts), average, hashlib.sha1(text).hexdigest(),
             json.dumps(long_words[:3]), all(ord(byte) < 128 for byte in text))
+
+
+def try_analyse(path):
+    """For a host that wants to know what went wrong: (True, what analyse gives), or (False, a text).
+
+    The text of an exception that Python code lets through does not reach the host."""
+    try:
+        return True, analyse(path)
+    except EnvironmentError as error:
+        return False, error.strerror
