@@ -65,6 +65,30 @@ void LoadEntryPoints() {
   requirePair(ELockString, EUnlockString);
 }
 
+const char *REALGetStringContents(REALstring string, std::int32_t *length) {
+  if (!string) {
+    return nullptr;
+  }
+  auto *getCString = gGetCString.get();
+  auto *stringLength = gStringLength.get();
+  if (length && stringLength) {
+    *length = stringLength(string);
+  }
+  return getCString ? getCString(string) : nullptr;
+}
+
+std::string_view lookUpBytesOf(REALstring string) {
+  std::int32_t length = -1;
+  const char *bytes = REALGetStringContents(string, &length);
+  if (!bytes) {
+    return "";
+  }
+  if (length < 0) { // the host has no length function
+    return bytes;
+  }
+  return {bytes, static_cast<std::size_t>(length)};
+}
+
 REALclassRef REALGetClassRef(const char *className) {
   auto *entry = gObjectType.get();
   return entry ? entry(className) : nullptr;
