@@ -14,15 +14,14 @@
 
 namespace bench {
 
-// The pieces of work. What the host has to make for one operation of the plug-in is declared here
-// and checked against the host's own count: the column `host` does this and nothing else.
+// The pieces of work. What the host has to make for one operation is declared here and checked
+// against the host's own count, for the plug-in and for the column `host`, in which the work by hand
+// asks the same of the host.
 struct Row {
   const char *name;
   const char *title;
   host::Traffic host{};
   bool running = true; // while the interpreter runs
-
-  bool usesHost() const { return host.objects + host.strings + host.locks > 0; }
 };
 
 inline constexpr int kNumber = 123456; // no small integer, of which Python keeps one each
@@ -74,7 +73,6 @@ inline bool matches(std::string_view row, std::string_view filter) {
 void registerPlugin(std::string_view filter, bool running);
 void registerCApi(std::string_view filter, bool running);
 void registerPybind11(std::string_view filter, bool running);
-void registerHost(std::string_view filter, bool running);
 
 // A column as a class of static functions.
 template <class Column>
@@ -106,6 +104,27 @@ void registerColumn(const char *column, std::string_view filter, bool running) {
   for (const Benchmark &each : kBenchmarks)
     if (each.running == running && matches(each.row, filter))
       benchmark::RegisterBenchmark((std::string(each.row) + "/" + column).c_str(), each.run);
+}
+
+// --- Measuring ---
+
+// Ends the program when the host has made anything else since `before`.
+void requireTraffic(const char *row, const host::Traffic &expected, const host::Traffic &before);
+
+// Repeats an operation, after one that has been seen to ask of the host what it should.
+template <class Operation>
+void measure(benchmark::State &state, const char *row, const host::Traffic &expected,
+             Operation operation) {
+  operation(); // makes what is made once
+  const host::Traffic before = host::traffic();
+  operation();
+  requireTraffic(row, expected, before);
+  for (auto _ : state)
+    operation();
+}
+
+constexpr const char *stringRow(std::size_t bytes) {
+  return bytes == 16 ? "string_16" : bytes == 4096 ? "string_4k" : "string_1m";
 }
 
 // --- Python, by the library that this program is linked with ---

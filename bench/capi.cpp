@@ -1,7 +1,8 @@
 // The same work by hand through Python's C API, as one writes it who cares for speed: every failure
-// is noticed, and nothing is looked up or converted twice.
+// is noticed, and nothing is looked up or converted twice. Once without a host, and once with what
+// the plug-in's interface asks of one.
 
-#include "bench/bench.h"
+#include "bench/boundary.h"
 
 namespace bench {
 namespace {
@@ -19,51 +20,61 @@ std::string_view textOf(PyObject *string) {
   return {bytes, static_cast<std::size_t>(count)};
 }
 
-void letGo(PyObject *) {}
-
-std::size_t gHeard = 0; // bytes
-
-PyObject *add(PyObject *, PyObject *arguments) {
-  if (PyTuple_GET_SIZE(arguments) != 2) {
-    PyErr_SetString(PyExc_TypeError, "add takes two integers");
-    return nullptr;
-  }
-  const long one = PyInt_AsLong(PyTuple_GET_ITEM(arguments, 0));
-  const long other = PyInt_AsLong(PyTuple_GET_ITEM(arguments, 1));
-  return PyErr_Occurred() ? nullptr : PyLong_FromLong(one + other);
+long numberOf(PyObject *object) {
+  const long number = PyInt_AsLong(object);
+  if (number == -1 && PyErr_Occurred())
+    failed();
+  return number;
 }
 
-PyObject *write(PyObject *, PyObject *arguments) {
-  char *bytes = nullptr;
-  Py_ssize_t count = 0;
-  if (PyTuple_GET_SIZE(arguments) != 1) {
-    PyErr_SetString(PyExc_TypeError, "write takes a string");
-    return nullptr;
+template <class Host> struct CApi {
+  using Object = typename Host::Object;
+  using String = typename Host::String;
+
+  // What a capsule carries, and how often it is in use.
+  struct Counted {
+    Object object;
+    int uses;
+  };
+
+  static inline const Object *gConsole = nullptr;
+  static inline std::size_t gHeard = 0; // bytes
+
+  template <class Operation>
+  static void measure(benchmark::State &state, const char *row, Operation operation) {
+    bench::measure(state, row, Host::traffic(row), operation);
   }
-  if (PyString_AsStringAndSize(PyTuple_GET_ITEM(arguments, 0), &bytes, &count) < 0)
-    return nullptr;
-  gHeard += std::string_view(bytes, static_cast<std::size_t>(count)).size();
-  Py_RETURN_NONE;
-}
 
-PyMethodDef gMethods[] = {{"add", add, METH_VARARGS, nullptr},
-                          {"write", write, METH_VARARGS, nullptr},
-                          {nullptr, nullptr, 0, nullptr}};
+  static void giveText(PyObject *string) {
+    const std::string_view text = textOf(string);
+    DoNotOptimize(text);
+    Host::returnString(text);
+  }
 
-struct CApi {
+  static void letGo(PyObject *capsule) {
+    auto *const counted = static_cast<Counted *>(PyCapsule_GetPointer(capsule, nullptr));
+    if (counted) {
+      --counted->uses;
+      counted->object.lockAndUnlock();
+    }
+  }
+
   // --- Calls ---
 
   static void callFreshTuple(benchmark::State &state) {
     PyObject *const function = global("first");
-    for (auto _ : state) {
+    const String text(kText);
+    measure(state, "call_fresh_tuple", [&] {
+      const Object tupleWrapper(Wrapper::Parameters);
       PyObject *const arguments = must(PyTuple_New(2));
       PyTuple_SET_ITEM(arguments, 0, must(PyInt_FromLong(kNumber)));
-      PyTuple_SET_ITEM(arguments, 1, newText(kText));
+      PyTuple_SET_ITEM(arguments, 1, newText(text.text()));
       PyObject *const result = must(PyObject_CallObject(function, arguments));
-      DoNotOptimize(PyInt_AsLong(result));
+      const Object resultWrapper(Wrapper::Result);
+      DoNotOptimize(numberOf(result));
       Py_DECREF(result);
       Py_DECREF(arguments);
-    }
+    });
     Py_DECREF(function);
   }
 
@@ -72,31 +83,39 @@ struct CApi {
     PyObject *const arguments = must(PyTuple_New(2));
     PyTuple_SET_ITEM(arguments, 0, must(PyInt_FromLong(kNumber)));
     PyTuple_SET_ITEM(arguments, 1, newText(kText));
-    for (auto _ : state) {
+    measure(state, "call_reused_tuple", [&] {
       PyObject *const result = must(PyObject_CallObject(function, arguments));
+      const Object resultWrapper(Wrapper::Result);
       Py_DECREF(result);
-    }
+    });
     Py_DECREF(arguments);
     Py_DECREF(function);
   }
 
   static void callNoArguments(benchmark::State &state) {
     PyObject *const function = global("nothing");
-    for (auto _ : state) {
+    measure(state, "call_no_arguments", [&] {
       PyObject *const result = must(PyObject_CallObject(function, nullptr));
+      const Object resultWrapper(Wrapper::Result);
       Py_DECREF(result);
-    }
+    });
     Py_DECREF(function);
   }
 
   static void method(benchmark::State &state) {
     PyObject *const thing = global("thing");
-    for (auto _ : state) {
-      PyObject *const function = must(PyObject_GetAttrString(thing, "method"));
+    const Object thingWrapper(Wrapper::Function);
+    const String name("method");
+    measure(state, "method", [&] {
+      PyObject *const function = must(PyObject_GetAttrString(thing, name.name()));
+      const Object functionWrapper(Wrapper::Function);
+      thingWrapper.lockAndUnlock();
+      name.lockAndUnlock();
       PyObject *const result = must(PyObject_CallObject(function, nullptr));
+      const Object resultWrapper(Wrapper::Result);
       Py_DECREF(result);
       Py_DECREF(function);
-    }
+    });
     Py_DECREF(thing);
   }
 
@@ -104,27 +123,32 @@ struct CApi {
 
   static void attributeInt64(benchmark::State &state) {
     PyObject *const thing = global("thing");
-    for (auto _ : state) {
+    const String name("number");
+    measure(state, "attribute_int64", [&] {
       PyObject *const value = must(PyLong_FromLongLong(kNumber));
-      must(PyObject_SetAttrString(thing, "number", value));
+      must(PyObject_SetAttrString(thing, name.name(), value));
       Py_DECREF(value);
-      PyObject *const found = must(PyObject_GetAttrString(thing, "number"));
-      DoNotOptimize(PyLong_AsLongLong(found));
+      PyObject *const found = must(PyObject_GetAttrString(thing, name.name()));
+      const long long number = PyLong_AsLongLong(found);
+      if (number == -1 && PyErr_Occurred())
+        failed();
+      DoNotOptimize(number);
       Py_DECREF(found);
-    }
+    });
     Py_DECREF(thing);
   }
 
   static void attributeString(benchmark::State &state) {
     PyObject *const thing = global("thing");
-    for (auto _ : state) {
-      PyObject *const value = newText(kText);
-      must(PyObject_SetAttrString(thing, "text", value));
+    const String name("text"), text(kText);
+    measure(state, "attribute_string", [&] {
+      PyObject *const value = newText(text.text());
+      must(PyObject_SetAttrString(thing, name.name(), value));
       Py_DECREF(value);
-      PyObject *const found = must(PyObject_GetAttrString(thing, "text"));
-      DoNotOptimize(textOf(found));
+      PyObject *const found = must(PyObject_GetAttrString(thing, name.name()));
+      giveText(found);
       Py_DECREF(found);
-    }
+    });
     Py_DECREF(thing);
   }
 
@@ -132,16 +156,17 @@ struct CApi {
 
   static void dictionaryStringKey(benchmark::State &state) {
     PyObject *const dict = must(PyDict_New());
-    for (auto _ : state) {
-      PyObject *key = newText(kText);
+    const String text(kText);
+    measure(state, "dictionary_string_key", [&] {
+      PyObject *key = newText(text.text());
       PyObject *const value = must(PyInt_FromLong(kNumber));
       must(PyDict_SetItem(dict, key, value));
       Py_DECREF(value);
       Py_DECREF(key);
-      key = newText(kText);
-      DoNotOptimize(PyInt_AsLong(must(PyDict_GetItem(dict, key))));
+      key = newText(text.text());
+      DoNotOptimize(numberOf(must(PyDict_GetItem(dict, key))));
       Py_DECREF(key);
-    }
+    });
     Py_DECREF(dict);
   }
 
@@ -150,80 +175,133 @@ struct CApi {
     PyObject *const key = must(PyLong_FromLong(7));
     PyObject *const value = must(PyLong_FromLong(kNumber));
     must(PyDict_SetItem(dict, key, value));
-    for (auto _ : state)
-      DoNotOptimize(PyInt_AsLong(must(PyDict_GetItem(dict, key))));
+    measure(state, "dictionary_entity_key", [&] {
+      PyObject *const found = must(PyDict_GetItem(dict, key));
+      const Object wrapper(Wrapper::Entity);
+      DoNotOptimize(numberOf(found));
+    });
     Py_DECREF(value);
     Py_DECREF(key);
     Py_DECREF(dict);
   }
 
   static void list100(benchmark::State &state) {
-    for (auto _ : state) {
+    measure(state, "list_100", [&] {
+      const Object listWrapper(Wrapper::List);
       PyObject *const list = must(PyList_New(0));
       for (int i = 0; i < kItems; ++i) {
         PyObject *const value = must(PyLong_FromLong(kNumber + i));
+        const Object wrapper(Wrapper::Entity);
         must(PyList_Append(list, value));
         Py_DECREF(value);
       }
-      for (int i = 0; i < kItems; ++i)
-        DoNotOptimize(PyInt_AsLong(must(PyList_GetItem(list, i))));
+      for (int i = 0; i < kItems; ++i) {
+        PyObject *const item = must(PyList_GetItem(list, i));
+        const Object wrapper(Wrapper::Entity);
+        DoNotOptimize(numberOf(item));
+      }
       Py_DECREF(list);
-    }
+    });
   }
 
   static void tuple100(benchmark::State &state) {
-    for (auto _ : state) {
+    measure(state, "tuple_100", [&] {
+      const Object wrapper(Wrapper::Parameters);
       PyObject *const tuple = must(PyTuple_New(kItems));
       for (int i = 0; i < kItems; ++i)
         must(PyTuple_SetItem(tuple, i, must(PyInt_FromLong(kNumber + i))));
       for (int i = 0; i < kItems; ++i)
-        DoNotOptimize(PyInt_AsLong(must(PyTuple_GetItem(tuple, i))));
+        DoNotOptimize(numberOf(must(PyTuple_GetItem(tuple, i))));
       Py_DECREF(tuple);
-    }
+    });
   }
 
   // --- Strings and host objects ---
 
   template <std::size_t kBytes> static void string(benchmark::State &state) {
-    const std::string text(kBytes, 'x');
+    const String text(std::string(kBytes, 'x'));
     PyObject *const tuple = must(PyTuple_New(1));
-    for (auto _ : state) {
-      must(PyTuple_SetItem(tuple, 0, newText(text)));
-      DoNotOptimize(textOf(must(PyTuple_GetItem(tuple, 0))));
-    }
+    measure(state, stringRow(kBytes), [&] {
+      must(PyTuple_SetItem(tuple, 0, newText(text.text())));
+      giveText(must(PyTuple_GetItem(tuple, 0)));
+    });
     Py_DECREF(tuple);
   }
 
   static void capsule(benchmark::State &state) {
-    int object = 0;
+    Counted counted{Object(Wrapper::Entity), 1};
     PyObject *const tuple = must(PyTuple_New(1));
-    for (auto _ : state) {
-      must(PyTuple_SetItem(tuple, 0, must(PyCapsule_New(&object, nullptr, letGo))));
-      DoNotOptimize(PyCapsule_GetPointer(must(PyTuple_GetItem(tuple, 0)), nullptr));
-    }
+    measure(state, "capsule", [&] {
+      ++counted.uses;
+      must(PyTuple_SetItem(tuple, 0, must(PyCapsule_New(&counted, nullptr, letGo))));
+      auto *const found =
+          static_cast<Counted *>(PyCapsule_GetPointer(must(PyTuple_GetItem(tuple, 0)), nullptr));
+      if (!found)
+        failed();
+      found->object.lockAndUnlock();
+    });
     Py_DECREF(tuple);
   }
 
   // --- The way back ---
 
-  static void runThousand(benchmark::State &state, const char *before, const char *name) {
-    Py_InitModule("by_hand", gMethods);
+  static PyObject *add(PyObject *, PyObject *arguments) {
+    const Object argumentsWrapper(Wrapper::Parameters);
+    if (PyTuple_GET_SIZE(arguments) != 2) {
+      PyErr_SetString(PyExc_TypeError, "add takes two integers");
+      return nullptr;
+    }
+    const long one = PyInt_AsLong(PyTuple_GET_ITEM(arguments, 0));
+    const long other = PyInt_AsLong(PyTuple_GET_ITEM(arguments, 1));
+    if (PyErr_Occurred())
+      return nullptr;
+    const Object resultWrapper(Wrapper::Result);
+    return PyLong_FromLong(one + other);
+  }
+
+  static PyObject *write(PyObject *, PyObject *arguments) {
+    if (PyTuple_GET_SIZE(arguments) != 1) {
+      PyErr_SetString(PyExc_TypeError, "write takes a string");
+      return nullptr;
+    }
+    char *bytes = nullptr;
+    Py_ssize_t count = 0;
+    if (PyString_AsStringAndSize(PyTuple_GET_ITEM(arguments, 0), &bytes, &count) < 0)
+      return nullptr;
+    const std::string_view text(bytes, static_cast<std::size_t>(count));
+    gConsole->lockAndUnlock();
+    Host::returnString(text);
+    gHeard += text.size();
+    Py_RETURN_NONE;
+  }
+
+  // With add and write in the module `by_hand`.
+  static void runThousand(benchmark::State &state, const char *row, const char *before,
+                          const char *name) {
+    static PyMethodDef methods[] = {{"add", add, METH_VARARGS, nullptr},
+                                    {"write", write, METH_VARARGS, nullptr},
+                                    {nullptr, nullptr, 0, nullptr}};
+    Py_InitModule("by_hand", methods);
     run(before);
     PyObject *const function = global(name);
-    for (auto _ : state) {
+    measure(state, row, [&] {
       PyObject *const result = must(PyObject_CallObject(function, nullptr));
+      const Object resultWrapper(Wrapper::Result);
       Py_DECREF(result);
-    }
+    });
     Py_DECREF(function);
   }
 
   static void hostFunction(benchmark::State &state) {
-    runThousand(state, "import by_hand; function = by_hand.add", "call_thousand");
+    runThousand(state, "host_function_1000", "import by_hand; function = by_hand.add",
+                "call_thousand");
   }
 
   static void print(benchmark::State &state) {
+    const Object console(Wrapper::Entity);
+    gConsole = &console;
     gHeard = 0;
-    runThousand(state, "import by_hand; sys.stdout = by_hand", "print_thousand");
+    runThousand(state, "print_1000", "import by_hand; sys.stdout = by_hand", "print_thousand");
     run("sys.stdout = aview");
     if (gHeard < (kLine.size() + 1) * kRepeats)
       state.SkipWithError("not everything was heard");
@@ -240,7 +318,11 @@ struct CApi {
 } // namespace
 
 void registerCApi(std::string_view filter, bool running) {
-  registerColumn<CApi>("capi", filter, running);
+  registerColumn<CApi<Alone>>("capi", filter, running);
+  if (running) {
+    WithHost::prepare();
+    registerColumn<CApi<WithHost>>("host", filter, running);
+  }
 }
 
 } // namespace bench

@@ -3,7 +3,6 @@
 
 #include "bench/bench.h"
 
-#include <cinttypes>
 #include <cstdio>
 #include <cstdlib>
 
@@ -146,24 +145,9 @@ template <class Value> void expect(Value got, Value wanted, int line = __builtin
   }
 }
 
-// Repeats an operation, after one whose share of the host must be the row's.
 template <class Operation>
 void measure(benchmark::State &state, const char *row, Operation operation) {
-  operation(); // makes what is made once
-  const host::Traffic before = host::traffic();
-  operation();
-  const host::Traffic after = host::traffic();
-  const host::Traffic share{after.objects - before.objects, after.strings - before.strings,
-                            after.stringBytes - before.stringBytes, after.locks - before.locks};
-  if (share != rowOf(row).host) {
-    std::fprintf(stderr,
-                 "quillix-bench: %s: %" PRIu64 " objects, %" PRIu64 " strings of %" PRIu64
-                 " bytes, %" PRIu64 " locks\n",
-                 row, share.objects, share.strings, share.stringBytes, share.locks);
-    std::abort();
-  }
-  for (auto _ : state)
-    operation();
+  bench::measure(state, row, rowOf(row).host, operation);
 }
 
 // --- Host code that Python calls ---
@@ -329,14 +313,10 @@ struct Plugin {
     const Interface &q = interface();
     const Object tuple = Object::adopt(q.parameters.make(1));
     const String text(std::string(kBytes, 'x'));
-    measure(state,
-            kBytes == 16     ? "string_16"
-            : kBytes == 4096 ? "string_4k"
-                             : "string_1m",
-            [&] {
-              q.parameters.setString(tuple.get(), 0, text.get());
-              host::unlock(q.parameters.string(tuple.get(), 0));
-            });
+    measure(state, stringRow(kBytes), [&] {
+      q.parameters.setString(tuple.get(), 0, text.get());
+      host::unlock(q.parameters.string(tuple.get(), 0));
+    });
   }
 
   static void capsule(benchmark::State &state) {

@@ -55,9 +55,9 @@ void Report::print() const {
     const double cApi = time(row, "capi");
     std::printf("| %s | %s | %s | %s | %s | %s | %s | %s |\n", row.title,
                 shown(plugin(row)).c_str(), shown(cApi).c_str(),
-                shown(time(row, "pybind11")).c_str(),
-                row.usesHost() ? shown(host(row)).c_str() : "–", shown(plugin(row) / cApi).c_str(),
-                shown(ratioToCApi(row)).c_str(), shown(ratioToPybind11(row)).c_str());
+                shown(time(row, "pybind11")).c_str(), row.running ? shown(host(row)).c_str() : "–",
+                shown(plugin(row) / cApi).c_str(), shown(ratioToCApi(row)).c_str(),
+                shown(ratioToPybind11(row)).c_str());
   }
 }
 

@@ -22,7 +22,10 @@ public:
   bool complete() const { return !failed_; }
 
   double plugin(const Row &row) const { return time(row, "plugin"); }
-  double host(const Row &row) const { return row.usesHost() ? time(row, "host") : 0; }
+  // What the host adds to the work by hand.
+  double host(const Row &row) const {
+    return row.running ? time(row, "host") - time(row, "capi") : 0;
+  }
   // The plug-in without the host's share, as a multiple of the C API.
   double ratioToCApi(const Row &row) const { return (plugin(row) - host(row)) / time(row, "capi"); }
   double ratioToPybind11(const Row &row) const { return plugin(row) / time(row, "pybind11"); }
