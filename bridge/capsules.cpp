@@ -68,10 +68,10 @@ private:
   static constexpr std::size_t kLeast = 16;
   static Entry none_[1]; // the entries of a table without room
 
-  // Capsules lie in a row, a few words apart: multiplied by the golden ratio, their addresses spread.
+  // Objects are aligned, so the low bits say nothing.
   std::size_t home(PyObject *capsule) const {
-    auto address = static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(capsule));
-    return static_cast<std::size_t>((address * 0x9e3779b97f4a7c15) >> 32) & mask_;
+    auto address = reinterpret_cast<std::uintptr_t>(capsule);
+    return ((address >> 4) ^ (address >> 12)) & mask_;
   }
   std::size_t next(std::size_t i) const { return (i + 1) & mask_; }
   std::size_t distance(std::size_t from, std::size_t to) const { return (to - from) & mask_; }

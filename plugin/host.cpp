@@ -12,6 +12,8 @@ std::int32_t (*IArray_Count)(REALobject) = nullptr;
 REALobject (*IArray_GetAt)(REALobject, std::int32_t) = nullptr;
 REALclassRef ObjectArrayRef = nullptr;
 
+bool gStringEntriesKnown = false;
+
 constinit HostEntry<const char *(REALstring)> gGetCString("StringGetCString");
 // The length function is a method of the host's framework, not an entry point.
 constinit HostEntry<std::int32_t(REALstring)> gStringLength("LenB( s as string ) as integer",
@@ -71,6 +73,7 @@ const char *REALGetStringContents(REALstring string, std::int32_t *length) {
   }
   auto *getCString = gGetCString.get();
   auto *stringLength = gStringLength.get();
+  gStringEntriesKnown = getCString && stringLength;
   if (length && stringLength) {
     *length = stringLength(string);
   }

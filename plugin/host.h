@@ -46,7 +46,7 @@ public:
     }
     return entry_;
   }
-  // Null as long as it has not been looked up with success.
+  // Where it has been looked up with success.
   Function *known() const { return entry_; }
 
 private:
@@ -130,8 +130,8 @@ inline REALclassRef cachedClassRef(REALclassRef &cache, const char *className) {
   return cache;
 }
 
-// Whether REALGetStringContents would be two calls and nothing else; then they are made in place.
-inline bool stringEntriesKnown() { return gGetCString.known() && gStringLength.known(); }
+// Whether REALGetStringContents has found both its entries; then they are called in place.
+extern bool gStringEntriesKnown;
 
 std::string_view lookUpBytesOf(REALstring string); // by entries that are not known yet
 
@@ -140,7 +140,7 @@ inline std::string_view bytesOf(REALstring string) {
   if (!string) {
     return "";
   }
-  if (!stringEntriesKnown()) [[unlikely]] {
+  if (!gStringEntriesKnown) [[unlikely]] {
     return lookUpBytesOf(string);
   }
   std::int32_t length = gStringLength.known()(string);
@@ -150,8 +150,8 @@ inline std::string_view bytesOf(REALstring string) {
 
 // A string where Python wants a name: NUL-ended bytes, or null when there is no name.
 inline const char *nameOf(REALstring string) {
-  const char *bytes = string && stringEntriesKnown() ? gGetCString.known()(string)
-                                                     : REALGetStringContents(string, nullptr);
+  const char *bytes = string && gStringEntriesKnown ? gGetCString.known()(string)
+                                                    : REALGetStringContents(string, nullptr);
   return bytes && *bytes ? bytes : nullptr;
 }
 
