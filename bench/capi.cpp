@@ -1,8 +1,7 @@
 // The same work by hand through Python's C API, as one writes it who cares for speed: every failure
-// is noticed, and nothing is looked up or converted twice. Once without a host, and once with what
-// the plug-in's interface asks of one.
+// is noticed, and nothing is looked up or converted twice.
 
-#include "bench/boundary.h"
+#include "bench/bench.h"
 
 namespace bench {
 namespace {
@@ -27,50 +26,35 @@ long numberOf(PyObject *object) {
   return number;
 }
 
-template <class Host> struct CApi {
-  using Object = typename Host::Object;
-  using String = typename Host::String;
+// What a capsule carries: something that counts how often it is in use.
+struct Counted {
+  int uses = 1;
+};
 
-  // What a capsule carries, and how often it is in use.
-  struct Counted {
-    Object object;
-    int uses;
-  };
+std::size_t gHeard = 0; // bytes
 
-  static inline const Object *gConsole = nullptr;
-  static inline std::size_t gHeard = 0; // bytes
-
-  template <class Operation>
-  static void measure(benchmark::State &state, const char *row, Operation operation) {
-    bench::measure(state, row, Host::traffic(row), operation);
-  }
-
-  static void giveText(PyObject *string) {
-    const std::string_view text = textOf(string);
-    DoNotOptimize(text);
-    Host::returnString(text);
+struct CApi {
+  template <class Operation> static void repeat(benchmark::State &state, Operation operation) {
+    for (auto _ : state)
+      operation();
   }
 
   static void letGo(PyObject *capsule) {
     auto *const counted = static_cast<Counted *>(PyCapsule_GetPointer(capsule, nullptr));
-    if (counted) {
+    if (counted)
       --counted->uses;
-      counted->object.lockAndUnlock();
-    }
   }
 
   // --- Calls ---
 
   static void callFreshTuple(benchmark::State &state) {
     PyObject *const function = global("first");
-    const String text(kText);
-    measure(state, "call_fresh_tuple", [&] {
-      const Object tupleWrapper(Wrapper::Parameters);
+    const std::string text(kText);
+    repeat(state, [&] {
       PyObject *const arguments = must(PyTuple_New(2));
       PyTuple_SET_ITEM(arguments, 0, must(PyInt_FromLong(kNumber)));
-      PyTuple_SET_ITEM(arguments, 1, newText(text.text()));
+      PyTuple_SET_ITEM(arguments, 1, newText(text));
       PyObject *const result = must(PyObject_CallObject(function, arguments));
-      const Object resultWrapper(Wrapper::Result);
       DoNotOptimize(numberOf(result));
       Py_DECREF(result);
       Py_DECREF(arguments);
@@ -83,9 +67,8 @@ template <class Host> struct CApi {
     PyObject *const arguments = must(PyTuple_New(2));
     PyTuple_SET_ITEM(arguments, 0, must(PyInt_FromLong(kNumber)));
     PyTuple_SET_ITEM(arguments, 1, newText(kText));
-    measure(state, "call_reused_tuple", [&] {
+    repeat(state, [&] {
       PyObject *const result = must(PyObject_CallObject(function, arguments));
-      const Object resultWrapper(Wrapper::Result);
       Py_DECREF(result);
     });
     Py_DECREF(arguments);
@@ -94,9 +77,8 @@ template <class Host> struct CApi {
 
   static void callNoArguments(benchmark::State &state) {
     PyObject *const function = global("nothing");
-    measure(state, "call_no_arguments", [&] {
+    repeat(state, [&] {
       PyObject *const result = must(PyObject_CallObject(function, nullptr));
-      const Object resultWrapper(Wrapper::Result);
       Py_DECREF(result);
     });
     Py_DECREF(function);
@@ -104,15 +86,10 @@ template <class Host> struct CApi {
 
   static void method(benchmark::State &state) {
     PyObject *const thing = global("thing");
-    const Object thingWrapper(Wrapper::Function);
-    const String name("method");
-    measure(state, "method", [&] {
-      PyObject *const function = must(PyObject_GetAttrString(thing, name.name()));
-      const Object functionWrapper(Wrapper::Function);
-      thingWrapper.lockAndUnlock();
-      name.lockAndUnlock();
+    const char *const name = "method";
+    repeat(state, [&] {
+      PyObject *const function = must(PyObject_GetAttrString(thing, name));
       PyObject *const result = must(PyObject_CallObject(function, nullptr));
-      const Object resultWrapper(Wrapper::Result);
       Py_DECREF(result);
       Py_DECREF(function);
     });
@@ -123,12 +100,12 @@ template <class Host> struct CApi {
 
   static void attributeInt64(benchmark::State &state) {
     PyObject *const thing = global("thing");
-    const String name("number");
-    measure(state, "attribute_int64", [&] {
+    const char *const name = "number";
+    repeat(state, [&] {
       PyObject *const value = must(PyLong_FromLongLong(kNumber));
-      must(PyObject_SetAttrString(thing, name.name(), value));
+      must(PyObject_SetAttrString(thing, name, value));
       Py_DECREF(value);
-      PyObject *const found = must(PyObject_GetAttrString(thing, name.name()));
+      PyObject *const found = must(PyObject_GetAttrString(thing, name));
       const long long number = PyLong_AsLongLong(found);
       if (number == -1 && PyErr_Occurred())
         failed();
@@ -140,13 +117,14 @@ template <class Host> struct CApi {
 
   static void attributeString(benchmark::State &state) {
     PyObject *const thing = global("thing");
-    const String name("text"), text(kText);
-    measure(state, "attribute_string", [&] {
-      PyObject *const value = newText(text.text());
-      must(PyObject_SetAttrString(thing, name.name(), value));
+    const char *const name = "text";
+    const std::string text(kText);
+    repeat(state, [&] {
+      PyObject *const value = newText(text);
+      must(PyObject_SetAttrString(thing, name, value));
       Py_DECREF(value);
-      PyObject *const found = must(PyObject_GetAttrString(thing, name.name()));
-      giveText(found);
+      PyObject *const found = must(PyObject_GetAttrString(thing, name));
+      DoNotOptimize(textOf(found));
       Py_DECREF(found);
     });
     Py_DECREF(thing);
@@ -156,14 +134,14 @@ template <class Host> struct CApi {
 
   static void dictionaryStringKey(benchmark::State &state) {
     PyObject *const dict = must(PyDict_New());
-    const String text(kText);
-    measure(state, "dictionary_string_key", [&] {
-      PyObject *key = newText(text.text());
+    const std::string text(kText);
+    repeat(state, [&] {
+      PyObject *key = newText(text);
       PyObject *const value = must(PyInt_FromLong(kNumber));
       must(PyDict_SetItem(dict, key, value));
       Py_DECREF(value);
       Py_DECREF(key);
-      key = newText(text.text());
+      key = newText(text);
       DoNotOptimize(numberOf(must(PyDict_GetItem(dict, key))));
       Py_DECREF(key);
     });
@@ -175,9 +153,8 @@ template <class Host> struct CApi {
     PyObject *const key = must(PyLong_FromLong(7));
     PyObject *const value = must(PyLong_FromLong(kNumber));
     must(PyDict_SetItem(dict, key, value));
-    measure(state, "dictionary_entity_key", [&] {
+    repeat(state, [&] {
       PyObject *const found = must(PyDict_GetItem(dict, key));
-      const Object wrapper(Wrapper::Entity);
       DoNotOptimize(numberOf(found));
     });
     Py_DECREF(value);
@@ -186,18 +163,15 @@ template <class Host> struct CApi {
   }
 
   static void list100(benchmark::State &state) {
-    measure(state, "list_100", [&] {
-      const Object listWrapper(Wrapper::List);
+    repeat(state, [&] {
       PyObject *const list = must(PyList_New(0));
       for (int i = 0; i < kItems; ++i) {
         PyObject *const value = must(PyLong_FromLong(kNumber + i));
-        const Object wrapper(Wrapper::Entity);
         must(PyList_Append(list, value));
         Py_DECREF(value);
       }
       for (int i = 0; i < kItems; ++i) {
         PyObject *const item = must(PyList_GetItem(list, i));
-        const Object wrapper(Wrapper::Entity);
         DoNotOptimize(numberOf(item));
       }
       Py_DECREF(list);
@@ -205,8 +179,7 @@ template <class Host> struct CApi {
   }
 
   static void tuple100(benchmark::State &state) {
-    measure(state, "tuple_100", [&] {
-      const Object wrapper(Wrapper::Parameters);
+    repeat(state, [&] {
       PyObject *const tuple = must(PyTuple_New(kItems));
       for (int i = 0; i < kItems; ++i)
         must(PyTuple_SetItem(tuple, i, must(PyInt_FromLong(kNumber + i))));
@@ -219,26 +192,25 @@ template <class Host> struct CApi {
   // --- Strings and host objects ---
 
   template <std::size_t kBytes> static void string(benchmark::State &state) {
-    const String text(std::string(kBytes, 'x'));
+    const std::string text(kBytes, 'x');
     PyObject *const tuple = must(PyTuple_New(1));
-    measure(state, stringRow(kBytes), [&] {
-      must(PyTuple_SetItem(tuple, 0, newText(text.text())));
-      giveText(must(PyTuple_GetItem(tuple, 0)));
+    repeat(state, [&] {
+      must(PyTuple_SetItem(tuple, 0, newText(text)));
+      DoNotOptimize(textOf(must(PyTuple_GetItem(tuple, 0))));
     });
     Py_DECREF(tuple);
   }
 
   static void capsule(benchmark::State &state) {
-    Counted counted{Object(Wrapper::Entity), 1};
+    Counted counted;
     PyObject *const tuple = must(PyTuple_New(1));
-    measure(state, "capsule", [&] {
+    repeat(state, [&] {
       ++counted.uses;
       must(PyTuple_SetItem(tuple, 0, must(PyCapsule_New(&counted, nullptr, letGo))));
       auto *const found =
           static_cast<Counted *>(PyCapsule_GetPointer(must(PyTuple_GetItem(tuple, 0)), nullptr));
       if (!found)
         failed();
-      found->object.lockAndUnlock();
     });
     Py_DECREF(tuple);
   }
@@ -246,7 +218,6 @@ template <class Host> struct CApi {
   // --- The way back ---
 
   static PyObject *add(PyObject *, PyObject *arguments) {
-    const Object argumentsWrapper(Wrapper::Parameters);
     if (PyTuple_GET_SIZE(arguments) != 2) {
       PyErr_SetString(PyExc_TypeError, "add takes two integers");
       return nullptr;
@@ -255,7 +226,6 @@ template <class Host> struct CApi {
     const long other = PyInt_AsLong(PyTuple_GET_ITEM(arguments, 1));
     if (PyErr_Occurred())
       return nullptr;
-    const Object resultWrapper(Wrapper::Result);
     return PyLong_FromLong(one + other);
   }
 
@@ -269,39 +239,32 @@ template <class Host> struct CApi {
     if (PyString_AsStringAndSize(PyTuple_GET_ITEM(arguments, 0), &bytes, &count) < 0)
       return nullptr;
     const std::string_view text(bytes, static_cast<std::size_t>(count));
-    gConsole->lockAndUnlock();
-    Host::returnString(text);
     gHeard += text.size();
     Py_RETURN_NONE;
   }
 
   // With add and write in the module `by_hand`.
-  static void runThousand(benchmark::State &state, const char *row, const char *before,
-                          const char *name) {
+  static void runThousand(benchmark::State &state, const char *before, const char *name) {
     static PyMethodDef methods[] = {{"add", add, METH_VARARGS, nullptr},
                                     {"write", write, METH_VARARGS, nullptr},
                                     {nullptr, nullptr, 0, nullptr}};
     Py_InitModule("by_hand", methods);
     run(before);
     PyObject *const function = global(name);
-    measure(state, row, [&] {
+    repeat(state, [&] {
       PyObject *const result = must(PyObject_CallObject(function, nullptr));
-      const Object resultWrapper(Wrapper::Result);
       Py_DECREF(result);
     });
     Py_DECREF(function);
   }
 
   static void hostFunction(benchmark::State &state) {
-    runThousand(state, "host_function_1000", "import by_hand; function = by_hand.add",
-                "call_thousand");
+    runThousand(state, "import by_hand; function = by_hand.add", "call_thousand");
   }
 
   static void print(benchmark::State &state) {
-    const Object console(Wrapper::Entity);
-    gConsole = &console;
     gHeard = 0;
-    runThousand(state, "print_1000", "import by_hand; sys.stdout = by_hand", "print_thousand");
+    runThousand(state, "import by_hand; sys.stdout = by_hand", "print_thousand");
     run("sys.stdout = aview");
     if (gHeard < (kLine.size() + 1) * kRepeats)
       state.SkipWithError("not everything was heard");
@@ -318,11 +281,7 @@ template <class Host> struct CApi {
 } // namespace
 
 void registerCApi(std::string_view filter, bool running) {
-  registerColumn<CApi<Alone>>("capi", filter, running);
-  if (running) {
-    WithHost::prepare();
-    registerColumn<CApi<WithHost>>("host", filter, running);
-  }
+  registerColumn<CApi>("capi", filter, running);
 }
 
 } // namespace bench

@@ -4,7 +4,6 @@
 #include "bench/report.h"
 
 #include <algorithm>
-#include <cinttypes>
 #include <cstdlib>
 #include <cstring>
 #include <optional>
@@ -42,6 +41,7 @@ void measure(Report &report, std::string_view filter, bool running) {
   registerPlugin(filter, running);
   registerCApi(filter, running);
   registerPybind11(filter, running);
+  registerHost(filter, running);
   if (std::any_of(std::begin(kRows), std::end(kRows), [&](const Row &row) {
         return row.running == running && matches(row.name, filter);
       }))
@@ -96,19 +96,6 @@ const Row &rowOf(std::string_view name) {
     std::exit(2);
   }
   return *found;
-}
-
-void requireTraffic(const char *row, const host::Traffic &expected, const host::Traffic &before) {
-  const host::Traffic after = host::traffic();
-  const host::Traffic share{after.objects - before.objects, after.strings - before.strings,
-                            after.stringBytes - before.stringBytes, after.locks - before.locks};
-  if (share == expected)
-    return;
-  std::fprintf(stderr,
-               "quillix-bench: %s: %" PRIu64 " objects, %" PRIu64 " strings of %" PRIu64
-               " bytes, %" PRIu64 " locks\n",
-               row, share.objects, share.strings, share.stringBytes, share.locks);
-  std::abort();
 }
 
 void failed() {

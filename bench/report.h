@@ -22,10 +22,7 @@ public:
   bool complete() const { return !failed_; }
 
   double plugin(const Row &row) const { return time(row, "plugin"); }
-  // What the host adds to the work by hand.
-  double host(const Row &row) const {
-    return row.running ? time(row, "host") - time(row, "capi") : 0;
-  }
+  double host(const Row &row) const { return row.running ? time(row, "host") : 0; }
   // The plug-in without the host's share, as a multiple of another column.
   double ratioTo(const Row &row, const char *column) const {
     return (plugin(row) - host(row)) / time(row, column);
