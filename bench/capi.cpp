@@ -19,51 +19,46 @@ std::string_view textOf(PyObject *string) {
   return {bytes, static_cast<std::size_t>(count)};
 }
 
-void letGo(PyObject *) {}
+long numberOf(PyObject *object) {
+  const long number = PyInt_AsLong(object);
+  if (number == -1 && PyErr_Occurred())
+    failed();
+  return number;
+}
+
+// What a capsule carries: something that counts how often it is in use.
+struct Counted {
+  int uses = 1;
+};
 
 std::size_t gHeard = 0; // bytes
 
-PyObject *add(PyObject *, PyObject *arguments) {
-  if (PyTuple_GET_SIZE(arguments) != 2) {
-    PyErr_SetString(PyExc_TypeError, "add takes two integers");
-    return nullptr;
-  }
-  const long one = PyInt_AsLong(PyTuple_GET_ITEM(arguments, 0));
-  const long other = PyInt_AsLong(PyTuple_GET_ITEM(arguments, 1));
-  return PyErr_Occurred() ? nullptr : PyLong_FromLong(one + other);
-}
-
-PyObject *write(PyObject *, PyObject *arguments) {
-  char *bytes = nullptr;
-  Py_ssize_t count = 0;
-  if (PyTuple_GET_SIZE(arguments) != 1) {
-    PyErr_SetString(PyExc_TypeError, "write takes a string");
-    return nullptr;
-  }
-  if (PyString_AsStringAndSize(PyTuple_GET_ITEM(arguments, 0), &bytes, &count) < 0)
-    return nullptr;
-  gHeard += std::string_view(bytes, static_cast<std::size_t>(count)).size();
-  Py_RETURN_NONE;
-}
-
-PyMethodDef gMethods[] = {{"add", add, METH_VARARGS, nullptr},
-                          {"write", write, METH_VARARGS, nullptr},
-                          {nullptr, nullptr, 0, nullptr}};
-
 struct CApi {
+  template <class Operation> static void repeat(benchmark::State &state, Operation operation) {
+    for (auto _ : state)
+      operation();
+  }
+
+  static void letGo(PyObject *capsule) {
+    auto *const counted = static_cast<Counted *>(PyCapsule_GetPointer(capsule, nullptr));
+    if (counted)
+      --counted->uses;
+  }
+
   // --- Calls ---
 
   static void callFreshTuple(benchmark::State &state) {
     PyObject *const function = global("first");
-    for (auto _ : state) {
+    const std::string text(kText);
+    repeat(state, [&] {
       PyObject *const arguments = must(PyTuple_New(2));
       PyTuple_SET_ITEM(arguments, 0, must(PyInt_FromLong(kNumber)));
-      PyTuple_SET_ITEM(arguments, 1, newText(kText));
+      PyTuple_SET_ITEM(arguments, 1, newText(text));
       PyObject *const result = must(PyObject_CallObject(function, arguments));
-      DoNotOptimize(PyInt_AsLong(result));
+      DoNotOptimize(numberOf(result));
       Py_DECREF(result);
       Py_DECREF(arguments);
-    }
+    });
     Py_DECREF(function);
   }
 
@@ -72,31 +67,32 @@ struct CApi {
     PyObject *const arguments = must(PyTuple_New(2));
     PyTuple_SET_ITEM(arguments, 0, must(PyInt_FromLong(kNumber)));
     PyTuple_SET_ITEM(arguments, 1, newText(kText));
-    for (auto _ : state) {
+    repeat(state, [&] {
       PyObject *const result = must(PyObject_CallObject(function, arguments));
       Py_DECREF(result);
-    }
+    });
     Py_DECREF(arguments);
     Py_DECREF(function);
   }
 
   static void callNoArguments(benchmark::State &state) {
     PyObject *const function = global("nothing");
-    for (auto _ : state) {
+    repeat(state, [&] {
       PyObject *const result = must(PyObject_CallObject(function, nullptr));
       Py_DECREF(result);
-    }
+    });
     Py_DECREF(function);
   }
 
   static void method(benchmark::State &state) {
     PyObject *const thing = global("thing");
-    for (auto _ : state) {
-      PyObject *const function = must(PyObject_GetAttrString(thing, "method"));
+    const char *const name = "method";
+    repeat(state, [&] {
+      PyObject *const function = must(PyObject_GetAttrString(thing, name));
       PyObject *const result = must(PyObject_CallObject(function, nullptr));
       Py_DECREF(result);
       Py_DECREF(function);
-    }
+    });
     Py_DECREF(thing);
   }
 
@@ -104,27 +100,33 @@ struct CApi {
 
   static void attributeInt64(benchmark::State &state) {
     PyObject *const thing = global("thing");
-    for (auto _ : state) {
+    const char *const name = "number";
+    repeat(state, [&] {
       PyObject *const value = must(PyLong_FromLongLong(kNumber));
-      must(PyObject_SetAttrString(thing, "number", value));
+      must(PyObject_SetAttrString(thing, name, value));
       Py_DECREF(value);
-      PyObject *const found = must(PyObject_GetAttrString(thing, "number"));
-      DoNotOptimize(PyLong_AsLongLong(found));
+      PyObject *const found = must(PyObject_GetAttrString(thing, name));
+      const long long number = PyLong_AsLongLong(found);
+      if (number == -1 && PyErr_Occurred())
+        failed();
+      DoNotOptimize(number);
       Py_DECREF(found);
-    }
+    });
     Py_DECREF(thing);
   }
 
   static void attributeString(benchmark::State &state) {
     PyObject *const thing = global("thing");
-    for (auto _ : state) {
-      PyObject *const value = newText(kText);
-      must(PyObject_SetAttrString(thing, "text", value));
+    const char *const name = "text";
+    const std::string text(kText);
+    repeat(state, [&] {
+      PyObject *const value = newText(text);
+      must(PyObject_SetAttrString(thing, name, value));
       Py_DECREF(value);
-      PyObject *const found = must(PyObject_GetAttrString(thing, "text"));
+      PyObject *const found = must(PyObject_GetAttrString(thing, name));
       DoNotOptimize(textOf(found));
       Py_DECREF(found);
-    }
+    });
     Py_DECREF(thing);
   }
 
@@ -132,16 +134,17 @@ struct CApi {
 
   static void dictionaryStringKey(benchmark::State &state) {
     PyObject *const dict = must(PyDict_New());
-    for (auto _ : state) {
-      PyObject *key = newText(kText);
+    const std::string text(kText);
+    repeat(state, [&] {
+      PyObject *key = newText(text);
       PyObject *const value = must(PyInt_FromLong(kNumber));
       must(PyDict_SetItem(dict, key, value));
       Py_DECREF(value);
       Py_DECREF(key);
-      key = newText(kText);
-      DoNotOptimize(PyInt_AsLong(must(PyDict_GetItem(dict, key))));
+      key = newText(text);
+      DoNotOptimize(numberOf(must(PyDict_GetItem(dict, key))));
       Py_DECREF(key);
-    }
+    });
     Py_DECREF(dict);
   }
 
@@ -150,36 +153,40 @@ struct CApi {
     PyObject *const key = must(PyLong_FromLong(7));
     PyObject *const value = must(PyLong_FromLong(kNumber));
     must(PyDict_SetItem(dict, key, value));
-    for (auto _ : state)
-      DoNotOptimize(PyInt_AsLong(must(PyDict_GetItem(dict, key))));
+    repeat(state, [&] {
+      PyObject *const found = must(PyDict_GetItem(dict, key));
+      DoNotOptimize(numberOf(found));
+    });
     Py_DECREF(value);
     Py_DECREF(key);
     Py_DECREF(dict);
   }
 
   static void list100(benchmark::State &state) {
-    for (auto _ : state) {
+    repeat(state, [&] {
       PyObject *const list = must(PyList_New(0));
       for (int i = 0; i < kItems; ++i) {
         PyObject *const value = must(PyLong_FromLong(kNumber + i));
         must(PyList_Append(list, value));
         Py_DECREF(value);
       }
-      for (int i = 0; i < kItems; ++i)
-        DoNotOptimize(PyInt_AsLong(must(PyList_GetItem(list, i))));
+      for (int i = 0; i < kItems; ++i) {
+        PyObject *const item = must(PyList_GetItem(list, i));
+        DoNotOptimize(numberOf(item));
+      }
       Py_DECREF(list);
-    }
+    });
   }
 
   static void tuple100(benchmark::State &state) {
-    for (auto _ : state) {
+    repeat(state, [&] {
       PyObject *const tuple = must(PyTuple_New(kItems));
       for (int i = 0; i < kItems; ++i)
         must(PyTuple_SetItem(tuple, i, must(PyInt_FromLong(kNumber + i))));
       for (int i = 0; i < kItems; ++i)
-        DoNotOptimize(PyInt_AsLong(must(PyTuple_GetItem(tuple, i))));
+        DoNotOptimize(numberOf(must(PyTuple_GetItem(tuple, i))));
       Py_DECREF(tuple);
-    }
+    });
   }
 
   // --- Strings and host objects ---
@@ -187,33 +194,67 @@ struct CApi {
   template <std::size_t kBytes> static void string(benchmark::State &state) {
     const std::string text(kBytes, 'x');
     PyObject *const tuple = must(PyTuple_New(1));
-    for (auto _ : state) {
+    repeat(state, [&] {
       must(PyTuple_SetItem(tuple, 0, newText(text)));
       DoNotOptimize(textOf(must(PyTuple_GetItem(tuple, 0))));
-    }
+    });
     Py_DECREF(tuple);
   }
 
   static void capsule(benchmark::State &state) {
-    int object = 0;
+    Counted counted;
     PyObject *const tuple = must(PyTuple_New(1));
-    for (auto _ : state) {
-      must(PyTuple_SetItem(tuple, 0, must(PyCapsule_New(&object, nullptr, letGo))));
-      DoNotOptimize(PyCapsule_GetPointer(must(PyTuple_GetItem(tuple, 0)), nullptr));
-    }
+    repeat(state, [&] {
+      ++counted.uses;
+      must(PyTuple_SetItem(tuple, 0, must(PyCapsule_New(&counted, nullptr, letGo))));
+      auto *const found =
+          static_cast<Counted *>(PyCapsule_GetPointer(must(PyTuple_GetItem(tuple, 0)), nullptr));
+      if (!found)
+        failed();
+    });
     Py_DECREF(tuple);
   }
 
   // --- The way back ---
 
+  static PyObject *add(PyObject *, PyObject *arguments) {
+    if (PyTuple_GET_SIZE(arguments) != 2) {
+      PyErr_SetString(PyExc_TypeError, "add takes two integers");
+      return nullptr;
+    }
+    const long one = PyInt_AsLong(PyTuple_GET_ITEM(arguments, 0));
+    const long other = PyInt_AsLong(PyTuple_GET_ITEM(arguments, 1));
+    if (PyErr_Occurred())
+      return nullptr;
+    return PyLong_FromLong(one + other);
+  }
+
+  static PyObject *write(PyObject *, PyObject *arguments) {
+    if (PyTuple_GET_SIZE(arguments) != 1) {
+      PyErr_SetString(PyExc_TypeError, "write takes a string");
+      return nullptr;
+    }
+    char *bytes = nullptr;
+    Py_ssize_t count = 0;
+    if (PyString_AsStringAndSize(PyTuple_GET_ITEM(arguments, 0), &bytes, &count) < 0)
+      return nullptr;
+    const std::string_view text(bytes, static_cast<std::size_t>(count));
+    gHeard += text.size();
+    Py_RETURN_NONE;
+  }
+
+  // With add and write in the module `by_hand`.
   static void runThousand(benchmark::State &state, const char *before, const char *name) {
-    Py_InitModule("by_hand", gMethods);
+    static PyMethodDef methods[] = {{"add", add, METH_VARARGS, nullptr},
+                                    {"write", write, METH_VARARGS, nullptr},
+                                    {nullptr, nullptr, 0, nullptr}};
+    Py_InitModule("by_hand", methods);
     run(before);
     PyObject *const function = global(name);
-    for (auto _ : state) {
+    repeat(state, [&] {
       PyObject *const result = must(PyObject_CallObject(function, nullptr));
       Py_DECREF(result);
-    }
+    });
     Py_DECREF(function);
   }
 

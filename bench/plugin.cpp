@@ -146,7 +146,7 @@ template <class Value> void expect(Value got, Value wanted, int line = __builtin
   }
 }
 
-// Repeats an operation, after one whose share of the host must be the row's.
+// Repeats an operation, after one that has been seen to ask of the host what the row says.
 template <class Operation>
 void measure(benchmark::State &state, const char *row, Operation operation) {
   operation(); // makes what is made once
@@ -155,7 +155,7 @@ void measure(benchmark::State &state, const char *row, Operation operation) {
   const host::Traffic after = host::traffic();
   const host::Traffic share{after.objects - before.objects, after.strings - before.strings,
                             after.stringBytes - before.stringBytes, after.locks - before.locks};
-  if (share != rowOf(row).host) {
+  if (share != rowOf(row).host.traffic()) {
     std::fprintf(stderr,
                  "quillix-bench: %s: %" PRIu64 " objects, %" PRIu64 " strings of %" PRIu64
                  " bytes, %" PRIu64 " locks\n",
@@ -329,14 +329,11 @@ struct Plugin {
     const Interface &q = interface();
     const Object tuple = Object::adopt(q.parameters.make(1));
     const String text(std::string(kBytes, 'x'));
-    measure(state,
-            kBytes == 16     ? "string_16"
-            : kBytes == 4096 ? "string_4k"
-                             : "string_1m",
-            [&] {
-              q.parameters.setString(tuple.get(), 0, text.get());
-              host::unlock(q.parameters.string(tuple.get(), 0));
-            });
+    const char *const row = kBytes == 16 ? "string_16" : kBytes == 4096 ? "string_4k" : "string_1m";
+    measure(state, row, [&] {
+      q.parameters.setString(tuple.get(), 0, text.get());
+      host::unlock(q.parameters.string(tuple.get(), 0));
+    });
   }
 
   static void capsule(benchmark::State &state) {

@@ -22,10 +22,11 @@ public:
   bool complete() const { return !failed_; }
 
   double plugin(const Row &row) const { return time(row, "plugin"); }
-  double host(const Row &row) const { return row.usesHost() ? time(row, "host") : 0; }
-  // The plug-in without the host's share, as a multiple of the C API.
-  double ratioToCApi(const Row &row) const { return (plugin(row) - host(row)) / time(row, "capi"); }
-  double ratioToPybind11(const Row &row) const { return plugin(row) / time(row, "pybind11"); }
+  double host(const Row &row) const { return row.running ? time(row, "host") : 0; }
+  // The plug-in without the host's share, as a multiple of another column.
+  double ratioTo(const Row &row, const char *column) const {
+    return (plugin(row) - host(row)) / time(row, column);
+  }
 
   // As Markdown; rows that were not measured are left out.
   void print() const;

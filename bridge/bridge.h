@@ -45,7 +45,7 @@ struct HeldObject {
   void drop() {
     if (gPythonInitialized && borrow()) {
       interpreter = 0;
-      PyRef released(object);
+      PyRef::drop(object);
     }
   }
 };
@@ -136,12 +136,18 @@ void PythonList_InitAPI();
 
 // --- Object capsules: host objects on their way through Python ---
 
-// A new capsule of a host object, with a lock of its own on it. Null, with Python's error set and
-// no lock taken, for nil or when Python makes none.
-PyRef newCapsule(REALobject object);
+// A new reference to a capsule of a host object, which takes over a lock that the caller has taken.
+// Null, with Python's error set and the lock still the caller's, for nil or when Python makes none.
+PyObject *newCapsuleTakingLock(REALobject object);
 
-// The same, taking over a lock that the caller has already taken; on failure it stays the caller's.
-PyRef newCapsuleTakingLock(REALobject object);
+// The same with a lock of its own; none is taken when there is no capsule.
+inline PyRef newCapsule(REALobject object) {
+  PyRef capsule(newCapsuleTakingLock(object));
+  if (capsule) {
+    ELockObject(object);
+  }
+  return capsule;
+}
 
 // The host object in a capsule, not locked. Nil for a capsule that the bridge did not make.
 REALobject capsuleObject(PyObject *capsule);
@@ -170,32 +176,28 @@ inline bool isFloat(PyObject *object) {
   return type == e__PyFloat_Type || (e__PyFloat_Type && EPyType_IsSubtype(type, e__PyFloat_Type));
 }
 
-// --- Conversions ---
+// --- Conversions. An object that has passed its test is read where it is, by Python's macros,
+// wherever the call would do nothing else. ---
 
 // The rare cases of the two below.
 std::int32_t refuseWideInt();
 std::uint64_t readUInt64OfInt(PyObject *object);
 
 // PyInt_AsLong with the outcome of a 32-bit long: -1 and OverflowError outside 32 bits.
-inline std::int32_t readInt32(PyObject *object) {
-  long value = EPyInt_AsLong(object);
-  auto narrow = static_cast<std::int32_t>(value);
-  return narrow == value ? narrow : refuseWideInt();
+inline std::int32_t narrow(long value) {
+  auto narrowed = static_cast<std::int32_t>(value);
+  return narrowed == value ? narrowed : refuseWideInt();
 }
+inline std::int32_t readInt32(PyObject *object) { return narrow(EPyInt_AsLong(object)); }
 
 // PyLong_AsUnsignedLongLong, for an int that counts as a long too.
 inline std::uint64_t readUInt64(PyObject *object) {
   return PyLong_Check(object) ? EPyLong_AsUnsignedLongLong(object) : readUInt64OfInt(object);
 }
 
-// A new string of a str's bytes; nil, with Python's error set, when they cannot be had.
+// A new string of a str's bytes.
 inline REALstring readString(PyObject *object) {
-  char *bytes = nullptr;
-  Py_ssize_t count = 0;
-  if (EPyString_AsStringAndSize(object, &bytes, &count) == -1) [[unlikely]] {
-    return nullptr;
-  }
-  return newString(bytes, static_cast<std::size_t>(count));
+  return newString(PyString_AS_STRING(object), static_cast<std::size_t>(PyString_GET_SIZE(object)));
 }
 
 // The capsule's host object, locked for the receiver.
@@ -215,7 +217,9 @@ struct AnyInteger {
   using Param = std::int32_t;
   using Result = std::intptr_t;
   static bool is(PyObject *) { return true; }
-  static Result read(PyObject *object) { return readInt32(object); }
+  static Result read(PyObject *object) {
+    return PyInt_Check(object) ? narrow(PyInt_AS_LONG(object)) : readInt32(object);
+  }
   static PyRef make(Param value) { return PyRef(EPyLong_FromLong(value)); }
 };
 
@@ -264,6 +268,7 @@ struct AnyDouble {
 
 struct Double : AnyDouble {
   static bool is(PyObject *object) { return isFloat(object); }
+  static Result read(PyObject *object) { return PyFloat_AS_DOUBLE(object); }
 };
 
 // The truth value of any object; a truth test that fails reads as True.
@@ -279,6 +284,7 @@ struct Truth {
 
 struct Boolean : Truth {
   static bool is(PyObject *object) { return isBool(object); }
+  static Result read(PyObject *object) { return PyInt_AS_LONG(object) != 0; }
 };
 
 struct String {

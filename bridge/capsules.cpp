@@ -141,24 +141,16 @@ void Capsule_Destructor(PyObject *capsule) {
 
 } // namespace
 
-PyRef newCapsuleTakingLock(REALobject object) {
-  if (!gCapsules.reserve()) {
+PyObject *newCapsuleTakingLock(REALobject object) {
+  if (!gCapsules.reserve()) [[unlikely]] {
     if (e__PyExc_MemoryError) {
       EPyErr_SetString(*e__PyExc_MemoryError, "");
     }
-    return PyRef();
+    return nullptr;
   }
-  PyRef capsule(EPyCapsule_New(object, nullptr, Capsule_Destructor));
+  PyObject *capsule = EPyCapsule_New(object, nullptr, Capsule_Destructor);
   if (capsule) {
-    gCapsules.add(capsule.get(), object);
-  }
-  return capsule;
-}
-
-PyRef newCapsule(REALobject object) {
-  PyRef capsule = newCapsuleTakingLock(object);
-  if (capsule) {
-    ELockObject(object);
+    gCapsules.add(capsule, object);
   }
   return capsule;
 }

@@ -20,13 +20,38 @@ std::int32_t &lastError(REALobject self) {
   return classData<PythonParametersData>(self, PythonParametersClass).lastError;
 }
 
-inline bool inRange(PyObject *tuple, std::int32_t index) {
-  return index >= 0 && index < EPyTuple_Size(tuple);
+// What Constructor(paramPtr) was given may be no tuple, of which Python complains.
+[[gnu::cold, gnu::noinline]] void refuse(PyObject *object) {
+  PythonCall call;
+  EPyTuple_Size(object);
 }
 
-// Borrowed; null when there is no such item.
-inline PyObject *itemAt(const Access &tuple, std::int32_t index) {
-  return tuple && inRange(tuple.get(), index) ? EPyTuple_GetItem(tuple.get(), index) : nullptr;
+inline bool inRange(PyObject *tuple, std::int32_t index) {
+  if (index < 0) [[unlikely]] {
+    return false;
+  }
+  if (!PyTuple_Check(tuple)) [[unlikely]] {
+    refuse(tuple);
+    return false;
+  }
+  return index < PyTuple_GET_SIZE(tuple);
+}
+
+// Borrowed; null when there is no such item. No call into Python.
+inline PyObject *itemAt(REALobject self, std::int32_t index) {
+  PyObject *tuple = entityHeld(self).borrow();
+  return tuple && inRange(tuple, index) ? PyTuple_GET_ITEM(tuple, index) : nullptr;
+}
+
+// PyTuple_SetItem at an index in range, without the call where it stores: where nobody else refers
+// to the tuple.
+inline void setItem(PyObject *tuple, std::int32_t index, PyRef item) {
+  if (tuple->ob_refcnt != 1) [[unlikely]] {
+    EPyTuple_SetItem(tuple, index, item.release()); // stolen, also when refused
+    return;
+  }
+  PyRef old(PyTuple_GET_ITEM(tuple, index));
+  PyTuple_SET_ITEM(tuple, index, item.release());
 }
 
 // --- Construction ---
@@ -42,8 +67,9 @@ PyRef newTupleOfNone(std::int32_t count) {
     return PyRef();
   }
   for (std::int32_t i = 0; i < count; ++i) {
-    PyTuple_SET_ITEM(tuple.get(), i, PyRef::share(none.get()).release());
+    PyTuple_SET_ITEM(tuple.get(), i, none.get());
   }
+  none.release()->ob_refcnt += count - 1;
   return tuple;
 }
 
@@ -57,6 +83,7 @@ void PythonParameters_Constructor(REALobject self, std::int32_t parameterCount) 
 
 // The pointer is a tuple of Python's, borrowed; it is not tested for being one.
 void PythonParameters_ConstructorPtr(REALobject self, void *paramPtr) {
+  PythonCall call; // which lets go of what was held before
   if (interpreterRuns()) {
     entityHeld(self).hold(PyRef::share(static_cast<PyObject *>(paramPtr)));
   }
@@ -68,8 +95,9 @@ void PythonParameters_Destructor(REALobject) {} // the tuple is PythonEntityBase
 // --- Reading ---
 
 template <class Value> typename Value::Result get(REALobject self, std::int32_t index) {
-  Access tuple(entityHeld(self));
-  return convert<Value>(itemAt(tuple, index));
+  PyObject *item = itemAt(self, index);
+  PythonCall call;
+  return convert<Value>(item);
 }
 
 constexpr auto PythonParameters_GetParamInt = get<as::Int>;
@@ -91,8 +119,7 @@ std::intptr_t PythonParameters_Count(REALobject self) {
 // --- Type tests ---
 
 template <class Value> REALboolean is(REALobject self, std::int32_t index) {
-  Access tuple(entityHeld(self));
-  return passes<Value>(itemAt(tuple, index));
+  return passes<Value>(itemAt(self, index));
 }
 
 constexpr auto PythonParameters_IsBoolean = is<as::Boolean>;
@@ -121,7 +148,7 @@ template <class Value> void set(REALobject self, std::int32_t index, typename Va
     lastError(self) = PY_ERROR_COULD_NOT_CONVERT;
     return;
   }
-  EPyTuple_SetItem(tuple.get(), index, item.release()); // stolen, also when refused
+  setItem(tuple.get(), index, std::move(item));
 }
 
 constexpr auto PythonParameters_SetParamInt = set<as::Int>;
@@ -151,7 +178,7 @@ void PythonParameters_SetParamTuple(REALobject self, std::int32_t index, REALobj
     lastError(self) = PY_NIL_PARAM_ERROR;
     return;
   }
-  EPyTuple_SetItem(tuple.get(), index, item.release()); // stolen, also when refused
+  setItem(tuple.get(), index, std::move(item));
 }
 
 constexpr auto PythonParameters_SetParamDictionary = PythonParameters_SetParamTuple;

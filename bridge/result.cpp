@@ -48,7 +48,7 @@ void PythonResult_ObjectConstructor(REALobject self, REALobject value) {
   }
   PythonCall call;
   ELockObject(value);
-  PyRef capsule = newCapsuleTakingLock(value);
+  PyRef capsule(newCapsuleTakingLock(value));
   if (!capsule) {
     EUnlockObject(value);
   }

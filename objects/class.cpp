@@ -51,7 +51,7 @@ REALobject PythonClass_CreateInstance(REALobject self) {
   return instance;
 }
 
-void PythonClass_Destructor(REALobject self) { EUnlockObject(pythonClassData(self).ownerModule); }
+void PythonClass_Destructor(REALobject self) { unlockIfAny(pythonClassData(self).ownerModule); }
 
 // --- PythonInstance ---
 
@@ -61,8 +61,8 @@ REALobject PythonInstance_GetFunction(REALobject self, REALstring name) {
 
 void PythonInstance_Destructor(REALobject self) {
   PythonInstanceData &data = instanceData(self);
-  EUnlockObject(data.instanceClass);
-  EUnlockObject(data.ownerModule);
+  unlockIfAny(data.instanceClass);
+  unlockIfAny(data.ownerModule);
 }
 
 } // namespace

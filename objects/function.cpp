@@ -39,8 +39,8 @@ REALobject PythonFunction_OwnerModule(REALobject self) {
 
 void PythonFunction_Destructor(REALobject self) {
   PythonFunctionData &data = functionData(self);
-  EUnlockObject(data.ownerModule);
-  EUnlockObject(data.ownerInstance);
+  unlockIfAny(data.ownerModule);
+  unlockIfAny(data.ownerInstance);
 }
 
 } // namespace
@@ -56,8 +56,8 @@ REALobject newFunction(REALobject self, REALstring name, REALobject ownerModule,
       newNamedObject(PythonFunctionClassRef, "PythonFunction", name, std::move(found));
   if (function) {
     functionData(function) = {ownerModule, ownerInstance};
-    ELockObject(ownerModule);
-    ELockObject(ownerInstance);
+    lockIfAny(ownerModule);
+    lockIfAny(ownerInstance);
   }
   return function;
 }

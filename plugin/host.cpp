@@ -12,6 +12,8 @@ std::int32_t (*IArray_Count)(REALobject) = nullptr;
 REALobject (*IArray_GetAt)(REALobject, std::int32_t) = nullptr;
 REALclassRef ObjectArrayRef = nullptr;
 
+bool gStringEntriesKnown = false;
+
 constinit HostEntry<const char *(REALstring)> gGetCString("StringGetCString");
 // The length function is a method of the host's framework, not an entry point.
 constinit HostEntry<std::int32_t(REALstring)> gStringLength("LenB( s as string ) as integer",
@@ -63,6 +65,31 @@ void LoadEntryPoints() {
   loadLockSlot(ELockString, "REALLockString");
   requirePair(ELockObject, EUnlockObject);
   requirePair(ELockString, EUnlockString);
+}
+
+const char *REALGetStringContents(REALstring string, std::int32_t *length) {
+  if (!string) {
+    return nullptr;
+  }
+  auto *getCString = gGetCString.get();
+  auto *stringLength = gStringLength.get();
+  gStringEntriesKnown = getCString && stringLength;
+  if (length && stringLength) {
+    *length = stringLength(string);
+  }
+  return getCString ? getCString(string) : nullptr;
+}
+
+std::string_view lookUpBytesOf(REALstring string) {
+  std::int32_t length = -1;
+  const char *bytes = REALGetStringContents(string, &length);
+  if (!bytes) {
+    return "";
+  }
+  if (length < 0) { // the host has no length function
+    return bytes;
+  }
+  return {bytes, static_cast<std::size_t>(length)};
 }
 
 REALclassRef REALGetClassRef(const char *className) {

@@ -46,6 +46,8 @@ public:
     }
     return entry_;
   }
+  // Where it has been looked up with success.
+  Function *known() const { return entry_; }
 
 private:
   const char *name_;
@@ -68,17 +70,7 @@ inline void *REALGetClassData(REALobject instance, const REALclassDefinition *de
 
 // The bytes of a string, ended by a NUL, alive as long as the string; their count through
 // `length` when that is not null. Null, and no length written, for a nil string.
-inline const char *REALGetStringContents(REALstring string, std::int32_t *length) {
-  if (!string) {
-    return nullptr;
-  }
-  auto *getCString = gGetCString.get();
-  auto *stringLength = gStringLength.get();
-  if (length && stringLength) {
-    *length = stringLength(string);
-  }
-  return getCString ? getCString(string) : nullptr;
-}
+const char *REALGetStringContents(REALstring string, std::int32_t *length);
 
 // A new string of exactly those bytes; the caller owns its lock. Nil when the host makes none.
 inline REALstring REALBuildStringWithEncoding(const char *bytes, std::int32_t byteCount,
@@ -138,22 +130,28 @@ inline REALclassRef cachedClassRef(REALclassRef &cache, const char *className) {
   return cache;
 }
 
+// Whether REALGetStringContents has found both its entries; then they are called in place.
+extern bool gStringEntriesKnown;
+
+std::string_view lookUpBytesOf(REALstring string); // by entries that are not known yet
+
 // The bytes of a string; no bytes for nil, and for an empty string object alike.
 inline std::string_view bytesOf(REALstring string) {
-  std::int32_t length = -1;
-  const char *bytes = REALGetStringContents(string, &length);
-  if (!bytes) {
+  if (!string) {
     return "";
   }
-  if (length < 0) [[unlikely]] { // the host has no length function
-    return bytes;
+  if (!gStringEntriesKnown) [[unlikely]] {
+    return lookUpBytesOf(string);
   }
-  return {bytes, static_cast<std::size_t>(length)};
+  std::int32_t length = gStringLength.known()(string);
+  const char *bytes = gGetCString.known()(string);
+  return bytes ? std::string_view(bytes, static_cast<std::size_t>(length)) : "";
 }
 
 // A string where Python wants a name: NUL-ended bytes, or null when there is no name.
 inline const char *nameOf(REALstring string) {
-  const char *bytes = REALGetStringContents(string, nullptr);
+  const char *bytes = string && gStringEntriesKnown ? gGetCString.known()(string)
+                                                    : REALGetStringContents(string, nullptr);
   return bytes && *bytes ? bytes : nullptr;
 }
 
@@ -163,6 +161,18 @@ inline REALstring newString(const char *bytes, std::size_t count) {
     return nullptr;
   }
   return REALBuildStringWithEncoding(bytes, static_cast<std::int32_t>(count), kEncodingUTF8);
+}
+
+// Without the call into the host where there is nothing to lock.
+inline void lockIfAny(REALobject object) {
+  if (object) {
+    ELockObject(object);
+  }
+}
+inline void unlockIfAny(REALobject object) {
+  if (object) {
+    EUnlockObject(object);
+  }
 }
 
 // One lock on a host object or string, given back at the end.

@@ -41,9 +41,25 @@ void OnConsoleOutput(REALobject console, REALstring output) {
 
 // --- Module aview ---
 
+// The one argument as text without a NUL inside; null with Python's error set when it is none. A str
+// is read where it is; whether anything else will do is Python's to say.
+const char *textArgument(PyObject *arguments) {
+  if (PyTuple_GET_SIZE(arguments) == 1) {
+    PyObject *argument = PyTuple_GET_ITEM(arguments, 0);
+    if (PyString_Check(argument)) {
+      const char *text = PyString_AS_STRING(argument);
+      if (std::strlen(text) == static_cast<std::size_t>(PyString_GET_SIZE(argument))) {
+        return text;
+      }
+    }
+  }
+  const char *text = nullptr;
+  return EPyArg_ParseTuple(arguments, "s", &text) ? text : nullptr;
+}
+
 PyObject *aview_write(PyObject *, PyObject *arguments) {
-  const char *text = nullptr; // Python's
-  if (!EPyArg_ParseTuple(arguments, "s", &text)) {
+  const char *text = textArgument(arguments); // Python's
+  if (!text) {
     return nullptr;
   }
   if (consoleOutputInstance) {

@@ -8,6 +8,7 @@
 bool gPythonInitialized = false;
 std::uintptr_t gInterpreter = kNoInterpreter;
 int gPythonCalls = 0;
+PyObject *gNone = nullptr;
 REALobject gRegisteredModules = nullptr;
 
 namespace {
@@ -38,10 +39,7 @@ void setProgramName(std::string_view name) {
 
 } // namespace
 
-void PyRef::deallocate(PyObject *object) {
-  PythonCall call;
-  Py_TYPE(object)->tp_dealloc(object);
-}
+void findNone() { gNone = PyRef(EPy_BuildValue("")).get(); }
 
 void Python_InitWithName(REALstring applicationName) {
   if (gPythonFound) {

@@ -2,6 +2,7 @@
 // there is an interpreter to talk to, and the interpreter's own operations.
 #pragma once
 
+#include <cassert>
 #include <cstdint>
 #include <utility>
 
@@ -43,6 +44,8 @@ public:
 
 // One owned reference to a Python object, or null. Borrowed references are plain pointers; a call
 // that steals one is handed release(). Nothing else in the plug-in decrements a count.
+//
+// An object may run code of its own as it goes, so a PyRef ends inside a PythonCall.
 class PyRef {
 public:
   PyRef() = default;
@@ -60,7 +63,15 @@ public:
   }
   ~PyRef() {
     if (object_ && --object_->ob_refcnt == 0) {
-      deallocate(object_);
+      assert(gPythonCalls > 0);
+      Py_TYPE(object_)->tp_dealloc(object_);
+    }
+  }
+  // Lets a reference go where no PythonCall need be under way.
+  static void drop(PyObject *owned) {
+    if (--owned->ob_refcnt == 0) {
+      PythonCall call;
+      Py_TYPE(owned)->tp_dealloc(owned);
     }
   }
 
@@ -70,9 +81,6 @@ public:
   PyObject *release() { return std::exchange(object_, nullptr); }
 
 private:
-  // Marked as a call into Python: an object may run code of its own as it goes.
-  static void deallocate(PyObject *object);
-
   PyObject *object_ = nullptr;
 };
 
@@ -86,8 +94,17 @@ inline PyRef newPythonString(std::string_view bytes) {
 // The same of a host string's bytes; the empty str for nil.
 inline PyRef newPythonString(REALstring string) { return newPythonString(bytesOf(string)); }
 
+// None, which stays at its address in the library whichever interpreter runs; null until needed.
+extern PyObject *gNone;
+void findNone(); // or leaves it null, with Python's error set
+
 // A new reference to None; null with Python's error set when Python fails.
-inline PyRef newNone() { return PyRef(EPy_BuildValue("")); }
+inline PyRef newNone() {
+  if (!gNone) [[unlikely]] {
+    findNone();
+  }
+  return PyRef::share(gNone);
+}
 
 // --- Interpreter ---
 

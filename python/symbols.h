@@ -7,7 +7,8 @@
 //   EXCEPTION(TypeError)         the variable PyExc_TypeError   slot e__PyExc_TypeError
 #pragma once
 
-// Groups 1 to 3 must be complete for the library to be usable.
+// Groups 1 to 3 must be complete for the library to be usable. Of these, PyTuple_GetItem is not
+// called: what it does to an index in range stands in bridge/parameters.cpp.
 #define QUILLIX_SYMBOLS_1(FUNCTION) FUNCTION(Py_Initialize)
 
 #define QUILLIX_SYMBOLS_2(FUNCTION, OBJECT)                                                        \

@@ -25,6 +25,18 @@ TEST_F(ParametersTest, aNewTupleHoldsNone) {
   EXPECT_LEAVES("", EXPECT_EQ(quillix::parametersOver(nullptr).get<int>("Count"), 0));
 }
 
+// What a pointer leads to is not tested for being a tuple: Python refuses to look into anything else.
+TEST_F(ParametersTest, whatIsNoTupleHasNoItems) {
+  const Object p = tupleOf("[1, 2]");
+  EXPECT_LEAVES("SystemError", EXPECT_EQ(get<int>(p, 0), 0));
+  EXPECT_LEAVES("SystemError",
+                EXPECT_FALSE(p.call<bool>("IsInteger(index as Integer) as Boolean", 0)));
+  EXPECT_LEAVES("", EXPECT_EQ(get<int>(p, -1), 0));
+  EXPECT_LEAVES("SystemError", put(p, 0, 5));
+  EXPECT_EQ(lastError(p), kOutOfBounds);
+  EXPECT_EQ(reprOf(p), "[1, 2]");
+}
+
 TEST_F(ParametersTest, lastErrorIsTheLastFailure) {
   const Object p = quillix::newParameters(2), tuple = tupleOf("value");
   for (const int index : {-1, 2, INT_MIN, INT_MAX}) {

@@ -352,6 +352,8 @@ protected:
     slots::Failure failure{};
     {
       Stock stock;
+      if (call.member.name.starts_with("GetError("))
+        PY(PyErr_SetString)(*PY(PyExc_ValueError), "text");
       fault.arm(nth);
       Value result = perform(stock, call);
       failure = fault.met();

@@ -37,15 +37,15 @@ slots::Failure gFailure{};
 
 // How a function fails that does.
 enum class Way {
-  Never,   // it answers a question, or has no result
+  Never,   // it answers a question, has no result, or is looked up and not called
   Quietly, // with the zero value and no error
   Zero,    // with the zero value and an error
   Usual,   // with null or -1, and an error
 };
 
 constexpr Way wayOf(std::string_view name) {
-  for (std::string_view each :
-       {"Py_IsInitialized", "PyErr_Occurred", "PyCallable_Check", "PyType_IsSubtype"})
+  for (std::string_view each : {"Py_IsInitialized", "PyErr_Occurred", "PyCallable_Check",
+                                "PyType_IsSubtype", "PyTuple_GetItem"})
     if (name == each)
       return Way::Never;
   for (std::string_view each : {"PyObject_HasAttrString", "PyDict_GetItem", "PySys_GetObject"})

@@ -1,4 +1,5 @@
 """A module with one attribute of each kind, for host code to hold and use."""
+import sys
 
 number = 5
 big = 1 << 40
@@ -31,7 +32,7 @@ class Classic:
 def call(*arguments):
     """Prints, calls host code with the arguments, and answers with its answer."""
     import published
-    print 'calling',
+    sys.stdout.write(u'calling ')
     return published.function(*arguments)
 
 
