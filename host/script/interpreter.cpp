@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <deque>
+#include <exception>
 #include <filesystem>
 #include <map>
 #include <optional>
@@ -56,8 +57,8 @@ public:
   void run();
   void stop(); // lets go of all values, then stops Python
 
-  void *published(std::size_t index, void *self, void *arguments) noexcept;
-  void event(REALobject sender, std::string_view event, std::string_view text) noexcept;
+  void *published(std::size_t index, void *self, void *arguments);
+  void event(REALobject sender, std::string_view name, std::string_view given);
 
   // Of a plug-in's event, which has no room for more.
   static inline Interpreter *running = nullptr;
@@ -71,7 +72,7 @@ private:
   const Class *moduleNamed(std::string_view name) const;
   Type typeOfName(const TypeName &name);
   Value construct(const std::string &className, const Values &arguments);
-  void destroyed(REALobject raw) noexcept;
+  void destroyed(REALobject raw);
 
   // --- statements ---
   Flow execute(const Block &block);
@@ -88,7 +89,7 @@ private:
   Value call(const Expression &expression);
   Value use(const Expression &target, const Values *arguments, const Value *assigned);
   Value useVariable(Variable &variable, const Values *arguments, const Value *assigned);
-  Value useMember(const Value &object, const std::string &name, const Values *arguments,
+  Value useMember(const Value &owner, const std::string &name, const Values *arguments,
                   const Value *assigned, bool isSuper = false);
   Value useHost(std::span<const Member> members, const std::string &owner, const host::Object &self,
                 const std::string &name, const Values *arguments, const Value *assigned);
@@ -119,7 +120,7 @@ private:
   Value address(const Expression &expression);
 
   // --- errors in code that Python or the host called, which must not pass through them ---
-  template <class Run> bool guarded(Run run) noexcept;
+  template <class Run> bool guarded(Run run);
   void rethrow();
 
   const Program &program_;
@@ -259,7 +260,7 @@ void Interpreter::stop() {
   rethrow();
 }
 
-template <class Run> bool Interpreter::guarded(Run run) noexcept {
+template <class Run> bool Interpreter::guarded(Run run) {
   if (pending_)
     return false; // Python is on its way out already
   const int line = line_;
@@ -281,7 +282,7 @@ void Interpreter::rethrow() {
     throw *std::exchange(pending_, std::nullopt);
 }
 
-void *Interpreter::published(std::size_t index, void *self, void *arguments) noexcept {
+void *Interpreter::published(std::size_t index, void *self, void *arguments) {
   void *result = nullptr;
   const Type pointer{Kind::Ptr};
   const bool done = guarded([&] {
@@ -297,11 +298,10 @@ void *Interpreter::published(std::size_t index, void *self, void *arguments) noe
   return nullptr;
 }
 
-void Interpreter::event(REALobject sender, std::string_view event,
-                        std::string_view given) noexcept {
+void Interpreter::event(REALobject sender, std::string_view name, std::string_view given) {
   guarded([&] {
     const host::Object self = host::Object::share(sender);
-    callBest(methods(&self.type(), event), self, {text(std::string(given))});
+    callBest(methods(&self.type(), name), self, {text(std::string(given))});
   });
 }
 
@@ -356,7 +356,7 @@ Value Interpreter::construct(const std::string &className, const Values &argumen
     return object(host::newFolderItem(arguments[0].text()), type);
   }
   const host::Object made = host::create(type->name);
-  const Value result = object(made, type);
+  Value result = object(made, type);
   std::vector<const Class *> chain;
   for (const host::Class *next = type; next; next = next->super)
     if (const Class *const declared = scriptClass(next))
@@ -395,7 +395,7 @@ Value Interpreter::construct(const std::string &className, const Values &argumen
 }
 
 // Before the last lock of an object is given up for good.
-void Interpreter::destroyed(REALobject raw) noexcept {
+void Interpreter::destroyed(REALobject raw) {
   ++raw->locks; // the destructor may take and give back locks
   for (const Candidate &destructor : methods(raw->type, "Destructor"))
     guarded([&] { callFunction(destructor, host::Object::share(raw), {}); });
@@ -604,7 +604,7 @@ Value Interpreter::evaluate(const Expression &expression) {
   case Expression::Kind::Unary:
     return unary(expression.name, evaluate(parts[0]));
   case Expression::Kind::Binary: {
-    const Value left = evaluate(parts[0]);
+    Value left = evaluate(parts[0]);
     const bool isBoolean = left.type == Type{Kind::Boolean};
     if (isBoolean && left.truth() == (expression.name == "or") &&
         (expression.name == "or" || expression.name == "and"))
@@ -721,7 +721,8 @@ Value Interpreter::useVariable(Variable &variable, const Values *arguments, cons
   if (variable.isConstant)
     throw Error(variable.name + " is a constant");
   // What it held goes only when the new value is in place: that may run a destructor.
-  const Value old = std::exchange(value, convert(*assigned, value.type));
+  Value other = convert(*assigned, value.type);
+  std::swap(value, other);
   return {};
 }
 
@@ -836,7 +837,7 @@ std::optional<Value> Interpreter::useShared(const std::string &owner, const std:
   const host::Class *const type = findClass(owner);
   if (!type)
     return std::nullopt;
-  if (const std::optional<Value> constant = constantIn(type->constants))
+  if (std::optional<Value> constant = constantIn(type->constants))
     return constant;
   std::vector<Member> members;
   for (Member &member : host::sharedMembers())
@@ -950,17 +951,17 @@ Value Interpreter::address(const Expression &expression) {
 
 void run(const Program &program, const std::string &folder) {
   // Never destroyed: it has to serve objects that are still alive, to be reported.
-  Interpreter &interpreter = *new Interpreter(program, folder);
-  std::optional<Error> error;
+  auto *const interpreter = new Interpreter(program, folder);
+  std::exception_ptr error;
   for (const auto step : {&Interpreter::run, &Interpreter::stop})
     try {
-      (interpreter.*step)();
-    } catch (const Error &caught) {
+      (interpreter->*step)();
+    } catch (const Error &) {
       if (!error)
-        error = caught;
+        error = std::current_exception();
     }
   if (error)
-    throw *error;
+    std::rethrow_exception(error);
 }
 
 } // namespace script
