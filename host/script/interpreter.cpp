@@ -58,9 +58,8 @@ public:
   void stop(); // lets go of all values, then stops Python
 
   void *published(std::size_t index, void *self, void *arguments);
-  void event(REALobject sender, std::string_view name, std::string_view given);
 
-  // Of a plug-in's event, which has no room for more.
+  // For a C function, which knows no other way to it.
   static inline Interpreter *running = nullptr;
 
 private:
@@ -153,20 +152,12 @@ constexpr std::array<NativeFunction, sizeof...(index)> natives(std::index_sequen
 
 constexpr auto kNatives = natives(std::make_index_sequence<kPublished>());
 
-// The event handler of a script class.
-void classHandler(REALobject sender, REALstring text) {
-  Interpreter::running->event(sender, "ConsoleOutput", host::contents(text));
-}
-
-// The declaration of an event of that name; null when the class has none.
-const char *eventOf(const host::Class *type, std::string_view name) {
+bool hasEvent(const host::Class *type, std::string_view name) {
   for (; type; type = type->super)
-    for (HostWord i = 0; i < type->record->events.count; ++i) {
-      const char *const declaration = type->record->events.rows[i].declaration;
-      if (same(host::parseDeclaration(declaration).name, name))
-        return declaration;
-    }
-  return nullptr;
+    for (HostWord i = 0; i < type->record->events.count; ++i)
+      if (same(host::parseDeclaration(type->record->events.rows[i].declaration).name, name))
+        return true;
+  return false;
 }
 
 // --- choosing among overloads --------------------------------------------------------------------
@@ -298,13 +289,6 @@ void *Interpreter::published(std::size_t index, void *self, void *arguments) {
   return nullptr;
 }
 
-void Interpreter::event(REALobject sender, std::string_view name, std::string_view given) {
-  guarded([&] {
-    const host::Object self = host::Object::share(sender);
-    callBest(methods(&self.type(), name), self, {text(std::string(given))});
-  });
-}
-
 // --- classes -------------------------------------------------------------------------------------
 
 void Interpreter::define(const Class &declared) {
@@ -318,11 +302,7 @@ void Interpreter::define(const Class &declared) {
   const host::Class *const super = findClass(declared.super.empty() ? "Object" : declared.super);
   if (!super)
     throw Error("there is no class " + declared.super, declared.line);
-  const host::Class &type = host::defineClass(declared.name, super->name);
-  classes_[type.name] = &declared;
-  for (const Function &function : declared.functions)
-    if (const char *const event = eventOf(super, function.name))
-      host::implementEvent(type.name, event, classHandler);
+  classes_[host::defineClass(declared.name, super->name).name] = &declared;
 }
 
 const Class *Interpreter::scriptClass(const host::Class *type) const {
@@ -570,10 +550,8 @@ void Interpreter::handle(const Statement &statement) {
     throw Error("an event is expected");
   const Value sender = evaluate(event.parts[0]);
   const bool isObject = sender.type.kind == Kind::Object && !sender.type.isArray;
-  if (!isObject || !sender.object() || !eventOf(sender.type.type, event.name))
+  if (!isObject || !sender.object() || !hasEvent(sender.type.type, event.name))
     throw Error(nameOf(sender.type) + " has no event " + event.name);
-  if (statement.flag)
-    return host::onConsoleOutput(sender.object(), {});
   const Candidate handler = addressed(statement.expressions[1], {sender.type, {Kind::String}});
   const auto run = [this, handler, raw = sender.object().get(),
                     type = sender.type.type](std::string_view output) {
@@ -769,10 +747,6 @@ std::optional<Value> Interpreter::useFolder(const host::Object &folder, const st
     return object(
         host::newFolderItem((path / convert((*arguments)[0], {Kind::String}).text()).string()),
         &folder.type());
-  if (same(name, "Exists") && !arguments)
-    return boolean(std::filesystem::exists(path));
-  if (same(name, "Name") && !arguments)
-    return text(path.filename().string());
   return std::nullopt;
 }
 
