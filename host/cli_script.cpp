@@ -16,13 +16,12 @@ folder of the file.
 
 The language is that of the host's scripts: Var and Const; If, For, For Each, While, Do, Select
 Case; Function, Sub, Class (Inherits, Constructor, Destructor, Super, Shared) and Module; arrays;
-AddressOf, AddHandler and RemoveHandler; the members of texts, numbers and arrays that host code
+AddressOf and AddHandler; the members of texts, numbers and arrays that host code
 uses most. It has no exceptions, ByRef, default values, computed properties, delegates or Variant.
 Integer has 64 bits, and the plug-in's Integer parameters take the low 32 of them.
 
 What the host has in its programs, though not in its scripts: StdOut.Write(text), FolderItem (New
-FolderItem(path), Child, Name, Exists, NativePath), ScriptFolder, and a class that inherits from
-QuillixConsoleOutput may handle its event: Event ConsoleOutput(output As String) ... End Event.
+FolderItem(path), Child, NativePath) and ScriptFolder.
 
 Exit status: 0 success; 1 an error in the script, shown as FILE:LINE: message on standard error;
 2 wrong usage; 3 something was still alive at the end that should have been gone.

@@ -75,7 +75,7 @@ class Listings:
         start = '\n' if 'quillix.init' in block.text.lower() else 'Quillix.Init\n'
         self.source = before + gap + ('Print "%s"\n' % SEAM if before else start) + block.text
         name = os.path.join(self.folder, os.path.basename(self.document))
-        with open(name, 'w') as file:
+        with open(name, 'w', encoding='utf-8') as file:
             file.write(self.source)
         read_only = 'norun' in block.options
         self.count['read' if read_only else 'run'] += 1
@@ -88,12 +88,12 @@ class Listings:
         if 'fails' in block.options:
             output += re.sub(r'^.*?:(\d+): ', lambda found: 'line %d: ' % (
                 int(found.group(1)) - block.line), errors, count=1)
-        return None if read_only else output.split(SEAM + '\n')[-1]
+        return '' if read_only else output.split(SEAM + '\n')[-1]
 
     def python_code(self, block):
         names = [option[5:] for option in block.options if option.startswith('file=')]
         path = os.path.join(self.folder, names[0] if names else 'listing.py')
-        with open(path, 'w') as file:
+        with open(path, 'w', encoding='utf-8') as file:
             file.write(block.text)
         python = os.path.join(os.environ.get('PYTHONHOME', '/usr'), 'bin', 'python2.7')
         if names or not os.path.exists(python):
@@ -122,7 +122,7 @@ class Listings:
 
 
 def check_script(script, host):
-    with open(os.path.join(os.path.dirname(script), 'output.txt')) as file:
+    with open(os.path.join(os.path.dirname(script), 'output.txt'), encoding='utf-8') as file:
         expected = file.read()
     ended = subprocess.run(host + ['script', script], stdout=subprocess.PIPE, timeout=SECONDS)
     output = ended.stdout.decode()
@@ -135,7 +135,7 @@ def main():
     document, host = sys.argv[1], sys.argv[2:]
     if not document.endswith('.md'):
         return check_script(document, host)
-    with open(document) as file:
+    with open(document, encoding='utf-8') as file:
         blocks = list(blocks_of(file.readlines()))
     with tempfile.TemporaryDirectory() as folder:
         listings = Listings(document, host, folder)

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <deque>
+#include <exception>
 #include <filesystem>
 #include <map>
 #include <optional>
@@ -56,10 +57,9 @@ public:
   void run();
   void stop(); // lets go of all values, then stops Python
 
-  void *published(std::size_t index, void *self, void *arguments) noexcept;
-  void event(REALobject sender, std::string_view event, std::string_view text) noexcept;
+  void *published(std::size_t index, void *self, void *arguments);
 
-  // Of a plug-in's event, which has no room for more.
+  // For a C function, which knows no other way to it.
   static inline Interpreter *running = nullptr;
 
 private:
@@ -71,7 +71,7 @@ private:
   const Class *moduleNamed(std::string_view name) const;
   Type typeOfName(const TypeName &name);
   Value construct(const std::string &className, const Values &arguments);
-  void destroyed(REALobject raw) noexcept;
+  void destroyed(REALobject raw);
 
   // --- statements ---
   Flow execute(const Block &block);
@@ -88,7 +88,7 @@ private:
   Value call(const Expression &expression);
   Value use(const Expression &target, const Values *arguments, const Value *assigned);
   Value useVariable(Variable &variable, const Values *arguments, const Value *assigned);
-  Value useMember(const Value &object, const std::string &name, const Values *arguments,
+  Value useMember(const Value &owner, const std::string &name, const Values *arguments,
                   const Value *assigned, bool isSuper = false);
   Value useHost(std::span<const Member> members, const std::string &owner, const host::Object &self,
                 const std::string &name, const Values *arguments, const Value *assigned);
@@ -119,7 +119,7 @@ private:
   Value address(const Expression &expression);
 
   // --- errors in code that Python or the host called, which must not pass through them ---
-  template <class Run> bool guarded(Run run) noexcept;
+  template <class Run> bool guarded(Run run);
   void rethrow();
 
   const Program &program_;
@@ -152,20 +152,12 @@ constexpr std::array<NativeFunction, sizeof...(index)> natives(std::index_sequen
 
 constexpr auto kNatives = natives(std::make_index_sequence<kPublished>());
 
-// The event handler of a script class.
-void classHandler(REALobject sender, REALstring text) {
-  Interpreter::running->event(sender, "ConsoleOutput", host::contents(text));
-}
-
-// The declaration of an event of that name; null when the class has none.
-const char *eventOf(const host::Class *type, std::string_view name) {
+bool hasEvent(const host::Class *type, std::string_view name) {
   for (; type; type = type->super)
-    for (HostWord i = 0; i < type->record->events.count; ++i) {
-      const char *const declaration = type->record->events.rows[i].declaration;
-      if (same(host::parseDeclaration(declaration).name, name))
-        return declaration;
-    }
-  return nullptr;
+    for (HostWord i = 0; i < type->record->events.count; ++i)
+      if (same(host::parseDeclaration(type->record->events.rows[i].declaration).name, name))
+        return true;
+  return false;
 }
 
 // --- choosing among overloads --------------------------------------------------------------------
@@ -259,7 +251,7 @@ void Interpreter::stop() {
   rethrow();
 }
 
-template <class Run> bool Interpreter::guarded(Run run) noexcept {
+template <class Run> bool Interpreter::guarded(Run run) {
   if (pending_)
     return false; // Python is on its way out already
   const int line = line_;
@@ -281,7 +273,7 @@ void Interpreter::rethrow() {
     throw *std::exchange(pending_, std::nullopt);
 }
 
-void *Interpreter::published(std::size_t index, void *self, void *arguments) noexcept {
+void *Interpreter::published(std::size_t index, void *self, void *arguments) {
   void *result = nullptr;
   const Type pointer{Kind::Ptr};
   const bool done = guarded([&] {
@@ -297,14 +289,6 @@ void *Interpreter::published(std::size_t index, void *self, void *arguments) noe
   return nullptr;
 }
 
-void Interpreter::event(REALobject sender, std::string_view event,
-                        std::string_view given) noexcept {
-  guarded([&] {
-    const host::Object self = host::Object::share(sender);
-    callBest(methods(&self.type(), event), self, {text(std::string(given))});
-  });
-}
-
 // --- classes -------------------------------------------------------------------------------------
 
 void Interpreter::define(const Class &declared) {
@@ -318,11 +302,7 @@ void Interpreter::define(const Class &declared) {
   const host::Class *const super = findClass(declared.super.empty() ? "Object" : declared.super);
   if (!super)
     throw Error("there is no class " + declared.super, declared.line);
-  const host::Class &type = host::defineClass(declared.name, super->name);
-  classes_[type.name] = &declared;
-  for (const Function &function : declared.functions)
-    if (const char *const event = eventOf(super, function.name))
-      host::implementEvent(type.name, event, classHandler);
+  classes_[host::defineClass(declared.name, super->name).name] = &declared;
 }
 
 const Class *Interpreter::scriptClass(const host::Class *type) const {
@@ -356,7 +336,7 @@ Value Interpreter::construct(const std::string &className, const Values &argumen
     return object(host::newFolderItem(arguments[0].text()), type);
   }
   const host::Object made = host::create(type->name);
-  const Value result = object(made, type);
+  Value result = object(made, type);
   std::vector<const Class *> chain;
   for (const host::Class *next = type; next; next = next->super)
     if (const Class *const declared = scriptClass(next))
@@ -395,7 +375,7 @@ Value Interpreter::construct(const std::string &className, const Values &argumen
 }
 
 // Before the last lock of an object is given up for good.
-void Interpreter::destroyed(REALobject raw) noexcept {
+void Interpreter::destroyed(REALobject raw) {
   ++raw->locks; // the destructor may take and give back locks
   for (const Candidate &destructor : methods(raw->type, "Destructor"))
     guarded([&] { callFunction(destructor, host::Object::share(raw), {}); });
@@ -570,10 +550,8 @@ void Interpreter::handle(const Statement &statement) {
     throw Error("an event is expected");
   const Value sender = evaluate(event.parts[0]);
   const bool isObject = sender.type.kind == Kind::Object && !sender.type.isArray;
-  if (!isObject || !sender.object() || !eventOf(sender.type.type, event.name))
+  if (!isObject || !sender.object() || !hasEvent(sender.type.type, event.name))
     throw Error(nameOf(sender.type) + " has no event " + event.name);
-  if (statement.flag)
-    return host::onConsoleOutput(sender.object(), {});
   const Candidate handler = addressed(statement.expressions[1], {sender.type, {Kind::String}});
   const auto run = [this, handler, raw = sender.object().get(),
                     type = sender.type.type](std::string_view output) {
@@ -604,7 +582,7 @@ Value Interpreter::evaluate(const Expression &expression) {
   case Expression::Kind::Unary:
     return unary(expression.name, evaluate(parts[0]));
   case Expression::Kind::Binary: {
-    const Value left = evaluate(parts[0]);
+    Value left = evaluate(parts[0]);
     const bool isBoolean = left.type == Type{Kind::Boolean};
     if (isBoolean && left.truth() == (expression.name == "or") &&
         (expression.name == "or" || expression.name == "and"))
@@ -721,7 +699,8 @@ Value Interpreter::useVariable(Variable &variable, const Values *arguments, cons
   if (variable.isConstant)
     throw Error(variable.name + " is a constant");
   // What it held goes only when the new value is in place: that may run a destructor.
-  const Value old = std::exchange(value, convert(*assigned, value.type));
+  Value other = convert(*assigned, value.type);
+  std::swap(value, other);
   return {};
 }
 
@@ -768,10 +747,6 @@ std::optional<Value> Interpreter::useFolder(const host::Object &folder, const st
     return object(
         host::newFolderItem((path / convert((*arguments)[0], {Kind::String}).text()).string()),
         &folder.type());
-  if (same(name, "Exists") && !arguments)
-    return boolean(std::filesystem::exists(path));
-  if (same(name, "Name") && !arguments)
-    return text(path.filename().string());
   return std::nullopt;
 }
 
@@ -836,7 +811,7 @@ std::optional<Value> Interpreter::useShared(const std::string &owner, const std:
   const host::Class *const type = findClass(owner);
   if (!type)
     return std::nullopt;
-  if (const std::optional<Value> constant = constantIn(type->constants))
+  if (std::optional<Value> constant = constantIn(type->constants))
     return constant;
   std::vector<Member> members;
   for (Member &member : host::sharedMembers())
@@ -950,17 +925,17 @@ Value Interpreter::address(const Expression &expression) {
 
 void run(const Program &program, const std::string &folder) {
   // Never destroyed: it has to serve objects that are still alive, to be reported.
-  Interpreter &interpreter = *new Interpreter(program, folder);
-  std::optional<Error> error;
+  auto *const interpreter = new Interpreter(program, folder);
+  std::exception_ptr error;
   for (const auto step : {&Interpreter::run, &Interpreter::stop})
     try {
-      (interpreter.*step)();
-    } catch (const Error &caught) {
+      (interpreter->*step)();
+    } catch (const Error &) {
       if (!error)
-        error = caught;
+        error = std::current_exception();
     }
   if (error)
-    throw *error;
+    std::rethrow_exception(error);
 }
 
 } // namespace script

@@ -26,9 +26,6 @@ struct Offer {
 std::int64_t integerAt(Arguments arguments, std::size_t i) {
   return convert(arguments[i], {Kind::Int64}).integer();
 }
-double realAt(Arguments arguments, std::size_t i) {
-  return convert(arguments[i], {Kind::Double}).real();
-}
 std::string textAt(Arguments arguments, std::size_t i) {
   return convert(arguments[i], {Kind::String}).text();
 }
@@ -98,7 +95,6 @@ const Offer kTextOffers[] = {
     {"Length", 0, 0, [](const Value &s, Arguments) { return integer(lengthOf(s.text())); }},
     {"Bytes", 0, 0,
      [](const Value &s, Arguments) { return integer(static_cast<std::int64_t>(s.text().size())); }},
-    {"IsEmpty", 0, 0, [](const Value &s, Arguments) { return boolean(s.text().empty()); }},
     {"Left", 1, 1,
      [](const Value &s, Arguments a) { return text(part(s.text(), 0, integerAt(a, 0))); }},
     {"Right", 1, 1,
@@ -114,18 +110,6 @@ const Offer kTextOffers[] = {
        const std::size_t at = lower(s.text()).find(lower(textAt(a, 0)));
        return integer(at == std::string::npos ? -1
                                               : lengthOf(std::string_view(s.text()).substr(0, at)));
-     }},
-    {"Contains", 1, 1,
-     [](const Value &s, Arguments a) {
-       return boolean(lower(s.text()).find(lower(textAt(a, 0))) != std::string::npos);
-     }},
-    {"BeginsWith", 1, 1,
-     [](const Value &s, Arguments a) {
-       return boolean(lower(s.text()).starts_with(lower(textAt(a, 0))));
-     }},
-    {"EndsWith", 1, 1,
-     [](const Value &s, Arguments a) {
-       return boolean(lower(s.text()).ends_with(lower(textAt(a, 0))));
      }},
     {"Uppercase", 0, 0,
      [](const Value &s, Arguments) {
@@ -222,32 +206,6 @@ const Offer kArrayOffers[] = {
        s.array().items.push_back(convert(a[0], s.array().element));
        return Value();
      }},
-    {"AddAt", 2, 2,
-     [](const Value &s, Arguments a) {
-       auto &items = s.array().items;
-       items.insert(items.begin() + indexAt(s.array(), a, 0, items.size() + 1),
-                    convert(a[1], s.array().element));
-       return Value();
-     }},
-    {"RemoveAt", 1, 1,
-     [](const Value &s, Arguments a) {
-       auto &items = s.array().items;
-       items.erase(items.begin() + indexAt(s.array(), a, 0, items.size()));
-       return Value();
-     }},
-    {"RemoveAll", 0, 0,
-     [](const Value &s, Arguments) {
-       s.array().items.clear();
-       return Value();
-     }},
-    {"IndexOf", 1, 1,
-     [](const Value &s, Arguments a) {
-       const auto &items = s.array().items;
-       const auto found = std::find_if(items.begin(), items.end(), [&](const Value &item) {
-         return binary("=", item, a[0]).truth();
-       });
-       return integer(found == items.end() ? -1 : found - items.begin());
-     }},
 };
 
 // --- functions -----------------------------------------------------------------------------------
@@ -302,17 +260,6 @@ const Offer kFunctions[] = {
     {"Array", 1, kAny, arrayOf},
     {"EndOfLine", 0, 0, [](const Value &, Arguments) { return text("\n"); }},
     {"Chr", 1, 1, [](const Value &, Arguments a) { return text(utf8(integerAt(a, 0))); }},
-    {"Round", 1, 1, [](const Value &, Arguments a) { return real(std::round(realAt(a, 0))); }},
-    {"Floor", 1, 1, [](const Value &, Arguments a) { return real(std::floor(realAt(a, 0))); }},
-    {"Sqrt", 1, 1, [](const Value &, Arguments a) { return real(std::sqrt(realAt(a, 0))); }},
-    {"Abs", 1, 1,
-     [](const Value &, Arguments a) {
-       return binary("<", a[0], integer(0)).truth() ? unary("-", a[0]) : a[0];
-     }},
-    {"Min", 2, 2,
-     [](const Value &, Arguments a) { return binary("<", a[1], a[0]).truth() ? a[1] : a[0]; }},
-    {"Max", 2, 2,
-     [](const Value &, Arguments a) { return binary(">", a[1], a[0]).truth() ? a[1] : a[0]; }},
 };
 
 const Offer *findOffer(std::span<const Offer> offers, std::string_view name) {

@@ -153,12 +153,12 @@ private:
 };
 
 constexpr std::string_view kReserved[] = {
-    "AddHandler", "AddressOf", "And",    "As",   "Call",     "Case",   "Class",         "Const",
-    "Continue",   "Do",        "DownTo", "Each", "Else",     "ElseIf", "End",           "Exit",
-    "For",        "Function",  "If",     "In",   "Inherits", "Is",     "IsA",           "Loop",
-    "Mod",        "Module",    "New",    "Next", "Not",      "Or",     "RemoveHandler", "Return",
-    "Select",     "Step",      "Sub",    "Then", "To",       "Until",  "Var",           "Wend",
-    "While",      "Xor"};
+    "AddHandler", "AddressOf", "And",    "As",       "Call",   "Case", "Class",
+    "Const",      "Continue",  "Do",     "DownTo",   "Each",   "Else", "ElseIf",
+    "End",        "Exit",      "For",    "Function", "If",     "In",   "Inherits",
+    "Is",         "IsA",       "Loop",   "Mod",      "Module", "New",  "Next",
+    "Not",        "Or",        "Return", "Select",   "Step",   "Sub",  "Then",
+    "To",         "Until",     "Var",    "Wend",     "While",  "Xor"};
 
 // --- sentences -----------------------------------------------------------------------------------
 
@@ -246,7 +246,7 @@ private:
   }
 
   Function function() {
-    const std::string ending = tokens_[at_].text; // Function, Sub or Event
+    const std::string ending = tokens_[at_].text;
     Function result;
     result.line = tokens_[at_++].line;
     result.name = memberName();
@@ -293,7 +293,7 @@ private:
       skipModifiers();
       const bool isShared = accept("Shared") || result.isModule;
       skipModifiers();
-      if (at("Function") || at("Sub") || (at("Event") && !at("As", 1)))
+      if (at("Function") || at("Sub"))
         (isShared ? result.shared : result.functions).push_back(function());
       else if (at("Const"))
         statement(result.members);
@@ -339,7 +339,7 @@ private:
 
   void simple(Block &to) {
     using Of = Statement::Kind;
-    if (accept("Var") || accept("Dim"))
+    if (accept("Var"))
       variables(to);
     else if (accept("Const")) {
       Statement &constant = add(to, Of::Const);
@@ -381,10 +381,8 @@ private:
       Statement &result = add(to, Of::Return);
       if (!atLineEnd() && !at("Else"))
         result.expressions.push_back(expression());
-    } else if (at("AddHandler") || at("RemoveHandler")) {
+    } else if (accept("AddHandler")) {
       Statement &handler = add(to, Of::AddHandler);
-      handler.flag = at("RemoveHandler");
-      ++at_;
       handler.expressions.push_back(postfix());
       expect(",");
       handler.expressions.push_back(expression());

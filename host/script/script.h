@@ -53,7 +53,7 @@ struct Statement {
     Exit,    // name: "for", "while", "do" or empty
     Continue,
     Return,
-    AddHandler, // the event, the function; flag: it is taken away
+    AddHandler, // the event, the function
   };
   Kind kind;
   int line;

@@ -246,28 +246,28 @@ Value convert(const Value &value, const Type &to) {
   return {to, value.data};
 }
 
-host::Value toHost(const Value &given, const host::Type &declared) {
-  const Value value = convert(given, typeOf(declared));
+host::Value toHost(const Value &value, const host::Type &declared) {
+  const Value converted = convert(value, typeOf(declared));
   switch (declared.kind) {
   case Kind::Integer:
   case Kind::Int32:
-    return static_cast<std::int32_t>(value.integer());
+    return static_cast<std::int32_t>(converted.integer());
   case Kind::UInt32:
-    return static_cast<std::uint32_t>(value.integer());
+    return static_cast<std::uint32_t>(converted.integer());
   case Kind::UInt64:
-    return static_cast<std::uint64_t>(value.integer());
+    return static_cast<std::uint64_t>(converted.integer());
   case Kind::Int64:
-    return value.integer();
+    return converted.integer();
   case Kind::Double:
-    return value.real();
+    return converted.real();
   case Kind::Boolean:
-    return value.truth();
+    return converted.truth();
   case Kind::String:
-    return host::String(value.text());
+    return host::String(converted.text());
   case Kind::Object:
-    return value.object();
+    return converted.object();
   default:
-    return std::get<void *>(value.data);
+    return std::get<void *>(converted.data);
   }
 }
 
