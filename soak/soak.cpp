@@ -97,7 +97,7 @@ Value shared(const char *name, Arguments arguments = {}) {
   return invoke(nullptr, Role::Shared, name, arguments);
 }
 Object make(const char *className, const char *constructor, Arguments arguments = {}) {
-  const Object made = host::create(className);
+  Object made = host::create(className);
   call(made, constructor, arguments);
   return made;
 }

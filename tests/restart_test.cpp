@@ -123,7 +123,7 @@ held = (result, result, result[2], result[3], work, getattr(work, '%s'), work.Th
 
 void liveOnceWithoutPlugin(const Life &life) {
   std::string source = kPlainLife;
-  for (std::size_t at = 0; (at = source.find("%s")) != source.npos;)
+  for (std::size_t at = 0; (at = source.find("%s")) != std::string::npos;)
     source.replace(at, 2, life.work);
   PY(Py_Initialize)();
   runPython(source);
