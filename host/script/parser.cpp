@@ -377,6 +377,8 @@ private:
         exit.name = lower(memberName());
     } else if (accept("Continue"))
       add(to, Of::Continue);
+    else if (at("Try") || at("Raise"))
+      fail("there are no exceptions here");
     else if (accept("Return")) {
       Statement &result = add(to, Of::Return);
       if (!atLineEnd() && !at("Else"))
