@@ -21,9 +21,9 @@ constexpr const char *kLibrary = "libpython2.7.so.1.0";
 
 constexpr const char *kAdvice =
     R"(
-Quillix needs the shared library of CPython 2.7 (%s), built for this processor, and Python's
-standard library beside it. Install Python 2.7 from your system's packages, or from its source
-configured with --enable-shared. When it is in a place of its own, name that place:
+Quillix needs the shared library of CPython 2.7 (%s), built for this
+processor, and Python's standard library. Install Python 2.7 from your system's packages, or from
+its source configured with --enable-shared. When it is in a place of its own, name that place:
   LD_LIBRARY_PATH=PREFIX/lib   where the shared library is
   PYTHONHOME=PREFIX            where lib/python2.7 is
 )";

@@ -1,7 +1,9 @@
 #include "host/cli.h"
 #include "host/script/script.h"
 
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -17,7 +19,9 @@ folder of the file.
 The language is that of the host's scripts: Var and Const; If, For, For Each, While, Do, Select
 Case; Function, Sub, Class (Inherits, Constructor, Destructor, Super, Shared) and Module; arrays;
 AddressOf and AddHandler; the members of texts, numbers and arrays that host code
-uses most. It has no exceptions, ByRef, default values, computed properties, delegates or Variant.
+uses most. It has no exceptions, ByRef, default values, computed properties, delegates or Variant,
+and of the functions outside of classes only Print, Array, Chr, EndOfLine, Round, Floor, Sqrt, Abs,
+Min and Max. #Pragma is read and ignored.
 Integer has 64 bits, and the plug-in's Integer parameters take the low 32 of them.
 
 What the host has in its programs, though not in its scripts: StdOut.Write(text), FolderItem (New
@@ -45,8 +49,11 @@ int cli::script(Arguments arguments) {
     return badUsage("script needs one file", kScriptHelp);
   const std::string file = arguments[0];
   std::ifstream source(file, std::ios::binary);
-  if (!source || std::filesystem::is_directory(file))
-    return badUsage(file + " cannot be read", kScriptHelp);
+  if (!source || std::filesystem::is_directory(file)) {
+    std::fprintf(stderr, "quillix-host: %s cannot be read: %s\n", file.c_str(),
+                 std::strerror(source ? EISDIR : errno));
+    return kBadUsage;
+  }
   const std::string text{std::istreambuf_iterator<char>(source), {}};
   if (folder.empty())
     folder = std::filesystem::absolute(file).parent_path().string();

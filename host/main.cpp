@@ -26,8 +26,8 @@ Loads the plug-in Quillix into a small stand-in for its host, and uses it.
 The plug-in is the one that was built with this program, or the one that the environment variable
 QUILLIX_PLUGIN_PATH names. Python 2.7 is the one that the system's loader finds.
 
-Exit status: 0 success; 1 an error in Python or in a script, or Python cannot be used; 2 wrong usage; 3 something was
-still alive at the end that should have been gone.
+Exit status: 0 success; 1 an error in Python or in a script, or Python cannot be used; 2 wrong usage;
+3 something was still alive at the end that should have been gone.
 )";
 
 struct Verb {

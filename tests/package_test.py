@@ -5,6 +5,7 @@ package_test.py BUILD PLATFORM_FOLDER VERSION CMAKE READELF QUILLIX_HOST...
 
 import os
 import pathlib
+import re
 import subprocess
 import sys
 import tempfile
@@ -53,6 +54,12 @@ with tempfile.TemporaryDirectory() as temporary:
     companions = unpacked / f"Quillix-{version}"
     for name in ["README.md", "LICENSE", "docs/performance.md", "support/quillix.py"]:
         assert (companions / name).read_bytes() == (ROOT / name).read_bytes(), name
+
+    for document in companions.rglob("*.md"):
+        text = re.sub(r"```.*?```|`[^`]*`", "", document.read_text(), flags=re.DOTALL)
+        for target in re.findall(r"\]\(([^)#\s]+)", text):
+            found = target.startswith("https:") or (document.parent / target).exists()
+            assert found, f"{document}: there is no {target}"
 
     plugin = unpacked / member
     checks = ROOT / "cmake" / "CheckPluginFile.cmake"

@@ -41,8 +41,8 @@ private:
       endLine();
     else if (c == ' ' || c == '\t' || c == '\r')
       rest_.remove_prefix(1);
-    else if (c == '\'' || rest_.starts_with("//"))
-      skipLine();
+    else if (c == '\'' || rest_.starts_with("//") || same(rest_.substr(0, 8), "#Pragma "))
+      skipLine(); // what a pragma asks of the compiler does not matter here
     else if (c == '"')
       text();
     else if (isDigit(c) || (c == '.' && rest_.size() > 1 && isDigit(rest_[1]) && !isBehindName()))
@@ -377,6 +377,8 @@ private:
         exit.name = lower(memberName());
     } else if (accept("Continue"))
       add(to, Of::Continue);
+    else if (at("Try") || at("Raise"))
+      fail("there are no exceptions here");
     else if (accept("Return")) {
       Statement &result = add(to, Of::Return);
       if (!atLineEnd() && !at("Else"))
