@@ -43,6 +43,15 @@ Variable *findIn(std::deque<Variable> &variables, std::string_view name) {
   return found == variables.rend() ? nullptr : &*found;
 }
 
+// Takes the last variables away. Each has gone before the object in it goes: that may run a
+// destructor, which looks for variables.
+void close(std::deque<Variable> &variables, std::size_t outer) {
+  while (variables.size() > outer) {
+    const Value last = std::move(variables.back().value);
+    variables.pop_back();
+  }
+}
+
 std::string_view nameOf(const Member &member) {
   return std::string_view(member.name).substr(0, member.name.find('('));
 }
@@ -132,6 +141,7 @@ private:
   std::map<std::string, const Class *> classes_;               // by the host's name of them
   std::map<const Class *, std::deque<Variable>> statics_;      // constants; a module's variables
   std::map<REALobject, std::deque<Variable>> fields_;          // of the living objects
+  std::deque<std::deque<Variable>> dying_;                     // of those that have gone
   std::map<const host::Class *, std::vector<Member>> members_; // of the host's and plug-in's
   std::map<const TypeName *, Type> types_;
   std::vector<Candidate> published_;
@@ -246,7 +256,7 @@ void Interpreter::stop() {
   const auto letGo = [](std::deque<Variable> &variables) {
     for (Variable &variable : variables)
       if (variable.value.type.isArray || variable.value.type.kind == Kind::Object)
-        variable.value = zeroOf(variable.value.type);
+        const Value old = std::exchange(variable.value, zeroOf(variable.value.type));
   };
   letGo(main_.variables);
   for (auto &[owner, variables] : statics_)
@@ -399,8 +409,13 @@ void Interpreter::destroyed(REALobject raw) noexcept {
   ++raw->locks; // the destructor may take and give back locks
   for (const Candidate &destructor : methods(raw->type, "Destructor"))
     guarded([&] { callFunction(destructor, host::Object::share(raw), {}); });
-  const auto fields = fields_.extract(raw);
+  dying_.push_back(std::move(fields_[raw]));
+  fields_.erase(raw);
   --raw->locks;
+  // What the fields hold goes one after the other, not each within the one before.
+  if (dying_.size() == 1)
+    for (; !dying_.empty(); dying_.pop_front())
+      close(dying_.front(), 0);
 }
 
 // --- statements ----------------------------------------------------------------------------------
@@ -411,7 +426,7 @@ Interpreter::Flow Interpreter::execute(const Block &block) {
   for (const Statement &statement : block)
     if ((flow = execute(statement)) != Flow::Next)
       break;
-  frame_->variables.resize(outer);
+  close(frame_->variables, outer);
   return flow;
 }
 
@@ -507,7 +522,7 @@ Interpreter::Flow Interpreter::loop(const Statement &statement) {
         break;
     }
   }
-  frame_->variables.resize(outer);
+  close(frame_->variables, outer);
   return flow;
 }
 
@@ -699,8 +714,12 @@ Variable *Interpreter::findVariable(std::string_view name) {
     return local;
   if (Variable *const field = findField(frame_->self, ownType(), name))
     return field;
-  Variable *const global = frame_ == &main_ ? nullptr : findIn(main_.variables, name);
-  return global && global->isGlobal ? global : nullptr;
+  if (frame_ == &main_)
+    return nullptr;
+  const auto global =
+      std::find_if(main_.variables.rbegin(), main_.variables.rend(),
+                   [&](const Variable &one) { return one.isGlobal && same(one.name, name); });
+  return global == main_.variables.rend() ? nullptr : &*global;
 }
 
 // A field that the class, or one that it inherits from, declares.
@@ -768,8 +787,9 @@ std::optional<Value> Interpreter::useFolder(const host::Object &folder, const st
     return object(
         host::newFolderItem((path / convert((*arguments)[0], {Kind::String}).text()).string()),
         &folder.type());
+  std::error_code unreadable; // counts as missing
   if (same(name, "Exists") && !arguments)
-    return boolean(std::filesystem::exists(path));
+    return boolean(std::filesystem::exists(path, unreadable));
   if (same(name, "Name") && !arguments)
     return text(path.filename().string());
   return std::nullopt;
@@ -881,7 +901,7 @@ Value Interpreter::callFunction(const Candidate &called, const host::Object &sel
   ++depth_;
   try {
     execute(function.body);
-    frame.variables.clear();
+    close(frame.variables, 0);
   } catch (...) {
     frame_ = caller;
     --depth_;

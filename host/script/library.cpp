@@ -26,9 +26,6 @@ struct Offer {
 std::int64_t integerAt(Arguments arguments, std::size_t i) {
   return convert(arguments[i], {Kind::Int64}).integer();
 }
-double realAt(Arguments arguments, std::size_t i) {
-  return convert(arguments[i], {Kind::Double}).real();
-}
 std::string textAt(Arguments arguments, std::size_t i) {
   return convert(arguments[i], {Kind::String}).text();
 }
@@ -87,9 +84,9 @@ Value split(const std::string &whole, const std::string &delimiter) {
 }
 
 // The number that a text begins with, as lenient as the language is; else 0.
-template <class Number> Number numberIn(const std::string &text) {
+std::int64_t integerIn(const std::string &text) {
   const std::string digits = trimmed(text);
-  Number value{};
+  std::int64_t value = 0;
   std::from_chars(digits.data(), digits.data() + digits.size(), value);
   return value;
 }
@@ -98,7 +95,6 @@ const Offer kTextOffers[] = {
     {"Length", 0, 0, [](const Value &s, Arguments) { return integer(lengthOf(s.text())); }},
     {"Bytes", 0, 0,
      [](const Value &s, Arguments) { return integer(static_cast<std::int64_t>(s.text().size())); }},
-    {"IsEmpty", 0, 0, [](const Value &s, Arguments) { return boolean(s.text().empty()); }},
     {"Left", 1, 1,
      [](const Value &s, Arguments a) { return text(part(s.text(), 0, integerAt(a, 0))); }},
     {"Right", 1, 1,
@@ -119,14 +115,6 @@ const Offer kTextOffers[] = {
      [](const Value &s, Arguments a) {
        return boolean(lower(s.text()).find(lower(textAt(a, 0))) != std::string::npos);
      }},
-    {"BeginsWith", 1, 1,
-     [](const Value &s, Arguments a) {
-       return boolean(lower(s.text()).starts_with(lower(textAt(a, 0))));
-     }},
-    {"EndsWith", 1, 1,
-     [](const Value &s, Arguments a) {
-       return boolean(lower(s.text()).ends_with(lower(textAt(a, 0))));
-     }},
     {"Uppercase", 0, 0,
      [](const Value &s, Arguments) {
        std::string result = s.text();
@@ -135,23 +123,27 @@ const Offer kTextOffers[] = {
            c = static_cast<char>(c - 'a' + 'A');
        return text(result);
      }},
-    {"Lowercase", 0, 0, [](const Value &s, Arguments) { return text(lower(s.text())); }},
     {"Trim", 0, 0, [](const Value &s, Arguments) { return text(trimmed(s.text())); }},
     {"ReplaceAll", 2, 2,
      [](const Value &s, Arguments a) {
        return text(replaced(s.text(), textAt(a, 0), textAt(a, 1)));
      }},
     {"Split", 1, 1, [](const Value &s, Arguments a) { return split(s.text(), textAt(a, 0)); }},
-    {"ToInteger", 0, 0,
-     [](const Value &s, Arguments) { return integer(numberIn<std::int64_t>(s.text())); }},
-    {"ToDouble", 0, 0, [](const Value &s, Arguments) { return real(numberIn<double>(s.text())); }},
+    {"ToInteger", 0, 0, [](const Value &s, Arguments) { return integer(integerIn(s.text())); }},
     {"ToString", 0, 0, [](const Value &s, Arguments) { return s; }},
 };
 
 // --- numbers -------------------------------------------------------------------------------------
 
+std::string shortest(double value) {
+  char digits[400];
+  return {digits, std::to_chars(digits, digits + sizeof digits, value).ptr};
+}
+
 // By a pattern such as "#,##0.00", with any text around it.
 std::string formatted(double value, const std::string &pattern) {
+  if (!std::isfinite(value))
+    return shortest(value);
   constexpr const char *kMarks = "#,0.";
   const std::size_t begin = std::min(pattern.find_first_of(kMarks), pattern.size());
   const std::size_t end = std::min(pattern.find_first_not_of(kMarks, begin), pattern.size());
@@ -166,7 +158,7 @@ std::string formatted(double value, const std::string &pattern) {
   std::string fraction(all.substr(std::min(all.find('.') + 1, all.size())));
   if (places.empty())
     fraction.clear();
-  for (std::size_t i = places.size(); i > 0 && places[i - 1] == '#' && fraction.back() == '0'; --i)
+  for (std::size_t i = places.size(); i > 0 && places[i - 1] == '#' && fraction.ends_with('0'); --i)
     fraction.pop_back();
   const auto zeros = static_cast<std::size_t>(
       std::count(marks.begin(), marks.begin() + static_cast<std::ptrdiff_t>(point), '0'));
@@ -179,11 +171,6 @@ std::string formatted(double value, const std::string &pattern) {
       value < 0 && (whole + fraction).find_first_of("123456789") != std::string::npos;
   return (isNegative ? "-" : "") + pattern.substr(0, begin) + whole +
          (fraction.empty() ? "" : "." + fraction) + pattern.substr(end);
-}
-
-std::string shortest(double value) {
-  char digits[400];
-  return {digits, std::to_chars(digits, digits + sizeof digits, value).ptr};
 }
 
 Value numberToText(const Value &n, Arguments a) {
@@ -232,12 +219,9 @@ const Offer kArrayOffers[] = {
     {"RemoveAt", 1, 1,
      [](const Value &s, Arguments a) {
        auto &items = s.array().items;
-       items.erase(items.begin() + indexAt(s.array(), a, 0, items.size()));
-       return Value();
-     }},
-    {"RemoveAll", 0, 0,
-     [](const Value &s, Arguments) {
-       s.array().items.clear();
+       const auto at = items.begin() + indexAt(s.array(), a, 0, items.size());
+       const Value removed = std::move(*at); // goes last: that may run a destructor
+       items.erase(at);
        return Value();
      }},
     {"IndexOf", 1, 1,
@@ -302,17 +286,6 @@ const Offer kFunctions[] = {
     {"Array", 1, kAny, arrayOf},
     {"EndOfLine", 0, 0, [](const Value &, Arguments) { return text("\n"); }},
     {"Chr", 1, 1, [](const Value &, Arguments a) { return text(utf8(integerAt(a, 0))); }},
-    {"Round", 1, 1, [](const Value &, Arguments a) { return real(std::round(realAt(a, 0))); }},
-    {"Floor", 1, 1, [](const Value &, Arguments a) { return real(std::floor(realAt(a, 0))); }},
-    {"Sqrt", 1, 1, [](const Value &, Arguments a) { return real(std::sqrt(realAt(a, 0))); }},
-    {"Abs", 1, 1,
-     [](const Value &, Arguments a) {
-       return binary("<", a[0], integer(0)).truth() ? unary("-", a[0]) : a[0];
-     }},
-    {"Min", 2, 2,
-     [](const Value &, Arguments a) { return binary("<", a[1], a[0]).truth() ? a[1] : a[0]; }},
-    {"Max", 2, 2,
-     [](const Value &, Arguments a) { return binary(">", a[1], a[0]).truth() ? a[1] : a[0]; }},
 };
 
 const Offer *findOffer(std::span<const Offer> offers, std::string_view name) {
