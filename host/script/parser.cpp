@@ -260,9 +260,8 @@ private:
   }
 
   Function function() {
-    const std::string ending = tokens_[at_].text; // Function, Sub or Event
+    const std::string ending = tokens_[at_++].text; // Function, Sub or Event
     Function result;
-    result.line = tokens_[at_++].line;
     result.name = memberName();
     if (accept("(") && !accept(")")) {
       do {
@@ -311,6 +310,8 @@ private:
       else if (at("Const"))
         statement(result.members);
       else {
+        if (isShared && !result.isModule)
+          fail("only functions of a class are shared");
         if (!accept("Var") && !at("As", 1))
           accept("Property");
         variables(result.members);
