@@ -75,7 +75,7 @@ private:
   enum class Flow { Next, Exit, Continue, Return };
 
   // --- classes ---
-  void define(const Class &declared);
+  void define(const Class &declared, std::size_t heirs = 0);
   const Class *scriptClass(const host::Class *type) const;
   const Class *moduleNamed(std::string_view name) const;
   Type typeOfName(const TypeName &name);
@@ -317,14 +317,17 @@ void Interpreter::event(REALobject sender, std::string_view event,
 
 // --- classes -------------------------------------------------------------------------------------
 
-void Interpreter::define(const Class &declared) {
+// With the classes that it inherits from, before it.
+void Interpreter::define(const Class &declared, std::size_t heirs) {
   if (scriptClass(findClass(declared.name)) == &declared)
     return;
+  if (heirs > program_.classes.size())
+    throw Error(declared.name + " inherits from itself", declared.line);
   if (findClass(declared.name) || host::findModule(declared.name))
     throw Error("there is a " + declared.name + " already", declared.line);
   for (const Class &other : program_.classes)
     if (!other.isModule && same(other.name, declared.super) && &other != &declared)
-      define(other);
+      define(other, heirs + 1);
   const host::Class *const super = findClass(declared.super.empty() ? "Object" : declared.super);
   if (!super)
     throw Error("there is no class " + declared.super, declared.line);
@@ -603,6 +606,7 @@ void Interpreter::handle(const Statement &statement) {
 // --- expressions ---------------------------------------------------------------------------------
 
 bool Interpreter::truth(const Expression &condition) {
+  line_ = condition.line;
   return convert(evaluate(condition), {Kind::Boolean}).truth();
 }
 
