@@ -20,8 +20,8 @@ The language is that of the host's scripts: Var and Const; If, For, For Each, Wh
 Case; Function, Sub, Class (Inherits, Constructor, Destructor, Super, Shared) and Module; arrays;
 AddressOf and AddHandler; the members of texts, numbers and arrays that host code
 uses most. It has no exceptions, ByRef, default values, computed properties, delegates or Variant,
-and of the functions outside of classes only Print, Array, Chr, EndOfLine, Round, Floor, Sqrt, Abs,
-Min and Max. #Pragma is read and ignored.
+and of the functions outside of classes only Print, Array, Chr and EndOfLine. #Pragma is read and
+ignored.
 Integer has 64 bits, and the plug-in's Integer parameters take the low 32 of them.
 
 What the host has in its programs, though not in its scripts: StdOut.Write(text), FolderItem (New

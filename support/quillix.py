@@ -169,8 +169,11 @@ def _named(name):
 
 def _callable(target):
     # The module "repr" and its like are not what is meant here.
-    found = (isinstance(target, str) and getattr(__builtin__, target, None) or
-             _named(target))
+    found = None
+    if isinstance(target, str):
+        found = getattr(__builtin__, target, None)
+    if found is None:
+        found = _named(target)
     if not callable(found):
         raise TypeError('%s cannot be called' % _type_name(found))
     return found
@@ -512,8 +515,8 @@ def release(*names):
 
     Result: how many were kept.  Names that are not kept are passed over.
     """
-    released = [(name, sys.modules.pop(name, None))
-                for name in names or kept()
+    # All are taken out before the first of them goes.
+    released = [sys.modules.pop(name) for name in names or kept()
                 if _is_kept_name(name) and name != _NONE and
                 name in sys.modules]
     return long(len(released))

@@ -44,6 +44,15 @@ Variable *findIn(std::deque<Variable> &variables, std::string_view name) {
   return found == variables.rend() ? nullptr : &*found;
 }
 
+// Takes the last variables away. Each has gone before the object in it goes: that may run a
+// destructor, which looks for variables.
+void close(std::deque<Variable> &variables, std::size_t outer) {
+  while (variables.size() > outer) {
+    const Value last = std::move(variables.back().value);
+    variables.pop_back();
+  }
+}
+
 std::string_view nameOf(const Member &member) {
   return std::string_view(member.name).substr(0, member.name.find('('));
 }
@@ -66,7 +75,7 @@ private:
   enum class Flow { Next, Exit, Continue, Return };
 
   // --- classes ---
-  void define(const Class &declared);
+  void define(const Class &declared, std::size_t heirs = 0);
   const Class *scriptClass(const host::Class *type) const;
   const Class *moduleNamed(std::string_view name) const;
   Type typeOfName(const TypeName &name);
@@ -132,6 +141,7 @@ private:
   std::map<std::string, const Class *> classes_;               // by the host's name of them
   std::map<const Class *, std::deque<Variable>> statics_;      // constants; a module's variables
   std::map<REALobject, std::deque<Variable>> fields_;          // of the living objects
+  std::deque<std::deque<Variable>> dying_;                     // of those that have gone
   std::map<const host::Class *, std::vector<Member>> members_; // of the host's and plug-in's
   std::map<const TypeName *, Type> types_;
   std::vector<Candidate> published_;
@@ -238,7 +248,7 @@ void Interpreter::stop() {
   const auto letGo = [](std::deque<Variable> &variables) {
     for (Variable &variable : variables)
       if (variable.value.type.isArray || variable.value.type.kind == Kind::Object)
-        variable.value = zeroOf(variable.value.type);
+        const Value old = std::exchange(variable.value, zeroOf(variable.value.type));
   };
   letGo(main_.variables);
   for (auto &[owner, variables] : statics_)
@@ -291,14 +301,17 @@ void *Interpreter::published(std::size_t index, void *self, void *arguments) {
 
 // --- classes -------------------------------------------------------------------------------------
 
-void Interpreter::define(const Class &declared) {
+// With the classes that it inherits from, before it.
+void Interpreter::define(const Class &declared, std::size_t heirs) {
   if (scriptClass(findClass(declared.name)) == &declared)
     return;
+  if (heirs > program_.classes.size())
+    throw Error(declared.name + " inherits from itself", declared.line);
   if (findClass(declared.name) || host::findModule(declared.name))
     throw Error("there is a " + declared.name + " already", declared.line);
   for (const Class &other : program_.classes)
     if (!other.isModule && same(other.name, declared.super) && &other != &declared)
-      define(other);
+      define(other, heirs + 1);
   const host::Class *const super = findClass(declared.super.empty() ? "Object" : declared.super);
   if (!super)
     throw Error("there is no class " + declared.super, declared.line);
@@ -379,8 +392,13 @@ void Interpreter::destroyed(REALobject raw) {
   ++raw->locks; // the destructor may take and give back locks
   for (const Candidate &destructor : methods(raw->type, "Destructor"))
     guarded([&] { callFunction(destructor, host::Object::share(raw), {}); });
-  const auto fields = fields_.extract(raw);
+  dying_.push_back(std::move(fields_[raw]));
+  fields_.erase(raw);
   --raw->locks;
+  // What the fields hold goes one after the other, not each within the one before.
+  if (dying_.size() == 1)
+    for (; !dying_.empty(); dying_.pop_front())
+      close(dying_.front(), 0);
 }
 
 // --- statements ----------------------------------------------------------------------------------
@@ -391,7 +409,7 @@ Interpreter::Flow Interpreter::execute(const Block &block) {
   for (const Statement &statement : block)
     if ((flow = execute(statement)) != Flow::Next)
       break;
-  frame_->variables.resize(outer);
+  close(frame_->variables, outer);
   return flow;
 }
 
@@ -487,7 +505,7 @@ Interpreter::Flow Interpreter::loop(const Statement &statement) {
         break;
     }
   }
-  frame_->variables.resize(outer);
+  close(frame_->variables, outer);
   return flow;
 }
 
@@ -566,6 +584,7 @@ void Interpreter::handle(const Statement &statement) {
 // --- expressions ---------------------------------------------------------------------------------
 
 bool Interpreter::truth(const Expression &condition) {
+  line_ = condition.line;
   return convert(evaluate(condition), {Kind::Boolean}).truth();
 }
 
@@ -677,8 +696,12 @@ Variable *Interpreter::findVariable(std::string_view name) {
     return local;
   if (Variable *const field = findField(frame_->self, ownType(), name))
     return field;
-  Variable *const global = frame_ == &main_ ? nullptr : findIn(main_.variables, name);
-  return global && global->isGlobal ? global : nullptr;
+  if (frame_ == &main_)
+    return nullptr;
+  const auto global =
+      std::find_if(main_.variables.rbegin(), main_.variables.rend(),
+                   [&](const Variable &one) { return one.isGlobal && same(one.name, name); });
+  return global == main_.variables.rend() ? nullptr : &*global;
 }
 
 // A field that the class, or one that it inherits from, declares.
@@ -856,7 +879,7 @@ Value Interpreter::callFunction(const Candidate &called, const host::Object &sel
   ++depth_;
   try {
     execute(function.body);
-    frame.variables.clear();
+    close(frame.variables, 0);
   } catch (...) {
     frame_ = caller;
     --depth_;

@@ -84,9 +84,9 @@ Value split(const std::string &whole, const std::string &delimiter) {
 }
 
 // The number that a text begins with, as lenient as the language is; else 0.
-template <class Number> Number numberIn(const std::string &text) {
+std::int64_t integerIn(const std::string &text) {
   const std::string digits = trimmed(text);
-  Number value{};
+  std::int64_t value = 0;
   std::from_chars(digits.data(), digits.data() + digits.size(), value);
   return value;
 }
@@ -119,23 +119,27 @@ const Offer kTextOffers[] = {
            c = static_cast<char>(c - 'a' + 'A');
        return text(result);
      }},
-    {"Lowercase", 0, 0, [](const Value &s, Arguments) { return text(lower(s.text())); }},
     {"Trim", 0, 0, [](const Value &s, Arguments) { return text(trimmed(s.text())); }},
     {"ReplaceAll", 2, 2,
      [](const Value &s, Arguments a) {
        return text(replaced(s.text(), textAt(a, 0), textAt(a, 1)));
      }},
     {"Split", 1, 1, [](const Value &s, Arguments a) { return split(s.text(), textAt(a, 0)); }},
-    {"ToInteger", 0, 0,
-     [](const Value &s, Arguments) { return integer(numberIn<std::int64_t>(s.text())); }},
-    {"ToDouble", 0, 0, [](const Value &s, Arguments) { return real(numberIn<double>(s.text())); }},
+    {"ToInteger", 0, 0, [](const Value &s, Arguments) { return integer(integerIn(s.text())); }},
     {"ToString", 0, 0, [](const Value &s, Arguments) { return s; }},
 };
 
 // --- numbers -------------------------------------------------------------------------------------
 
+std::string shortest(double value) {
+  char digits[400];
+  return {digits, std::to_chars(digits, digits + sizeof digits, value).ptr};
+}
+
 // By a pattern such as "#,##0.00", with any text around it.
 std::string formatted(double value, const std::string &pattern) {
+  if (!std::isfinite(value))
+    return shortest(value);
   constexpr const char *kMarks = "#,0.";
   const std::size_t begin = std::min(pattern.find_first_of(kMarks), pattern.size());
   const std::size_t end = std::min(pattern.find_first_not_of(kMarks, begin), pattern.size());
@@ -150,7 +154,7 @@ std::string formatted(double value, const std::string &pattern) {
   std::string fraction(all.substr(std::min(all.find('.') + 1, all.size())));
   if (places.empty())
     fraction.clear();
-  for (std::size_t i = places.size(); i > 0 && places[i - 1] == '#' && fraction.back() == '0'; --i)
+  for (std::size_t i = places.size(); i > 0 && places[i - 1] == '#' && fraction.ends_with('0'); --i)
     fraction.pop_back();
   const auto zeros = static_cast<std::size_t>(
       std::count(marks.begin(), marks.begin() + static_cast<std::ptrdiff_t>(point), '0'));
@@ -163,11 +167,6 @@ std::string formatted(double value, const std::string &pattern) {
       value < 0 && (whole + fraction).find_first_of("123456789") != std::string::npos;
   return (isNegative ? "-" : "") + pattern.substr(0, begin) + whole +
          (fraction.empty() ? "" : "." + fraction) + pattern.substr(end);
-}
-
-std::string shortest(double value) {
-  char digits[400];
-  return {digits, std::to_chars(digits, digits + sizeof digits, value).ptr};
 }
 
 Value numberToText(const Value &n, Arguments a) {

@@ -10,6 +10,10 @@ namespace {
 
 using Kind = Expression::Kind;
 
+// Beyond what a program needs, and far from the end of the stack.
+constexpr int kDeepest = 100;  // expressions and blocks within each other
+constexpr int kLongest = 1000; // operands or members in a row
+
 // --- words ---------------------------------------------------------------------------------------
 
 struct Token {
@@ -48,7 +52,7 @@ private:
     else if (isDigit(c) || (c == '.' && rest_.size() > 1 && isDigit(rest_[1]) && !isBehindName()))
       number();
     else if (c == '&')
-      basedNumber();
+      hexNumber();
     else if (isWord(c))
       word();
     else
@@ -110,15 +114,14 @@ private:
     add(Token::Kind::Number, take(length));
   }
 
-  // &hFF, &o17, &b101
-  void basedNumber() {
+  void hexNumber() { // &hFF
     take(1);
-    const std::string digits = lower(take(lengthOf(isWord)));
-    const int base = digits.empty() ? 0 : digits[0] == 'h' ? 16 : digits[0] == 'o' ? 8 : 2;
+    const std::string digits = take(lengthOf(isWord));
     std::uint64_t value = 0;
     const char *const end = digits.data() + digits.size();
-    if (base == 0 || (base == 2 && digits[0] != 'b') ||
-        std::from_chars(digits.data() + 1, end, value, base).ptr != end)
+    const bool isHex = digits.starts_with('h') || digits.starts_with('H');
+    const auto [stop, fault] = std::from_chars(digits.data() + isHex, end, value, 16);
+    if (!isHex || stop != end || fault != std::errc())
       throw Error("\"&" + digits + "\" is no number", line_);
     add(Token::Kind::Number, std::to_string(static_cast<std::int64_t>(value)));
   }
@@ -139,7 +142,7 @@ private:
   }
 
   void symbol() {
-    for (const char *two : {"<=", ">=", "<>", "+=", "-=", "*=", "/="})
+    for (const char *two : {"<=", ">=", "<>", "+=", "-="})
       if (rest_.starts_with(two))
         return add(Token::Kind::Symbol, take(2));
     if (std::string_view("(),.+-*/\\^=<>").find(rest_.front()) == std::string_view::npos)
@@ -225,6 +228,17 @@ private:
     return tokens_[at_++].text;
   }
 
+  // As long as one of these is, what is read stands one level deeper.
+  struct Deeper {
+    int &depth;
+    ~Deeper() { --depth; }
+  };
+  Deeper deeper() {
+    if (depth_ == kDeepest)
+      fail("this stands too deep inside");
+    return {++depth_};
+  }
+
   // --- declarations ---
 
   TypeName asType() {
@@ -246,13 +260,11 @@ private:
   }
 
   Function function() {
-    const std::string ending = tokens_[at_].text;
+    const std::string ending = tokens_[at_++].text; // Function or Sub
     Function result;
-    result.line = tokens_[at_++].line;
     result.name = memberName();
     if (accept("(") && !accept(")")) {
       do {
-        accept("ByVal");
         result.parameters.push_back(name());
         const bool isArray = accept("(");
         if (isArray)
@@ -298,6 +310,8 @@ private:
       else if (at("Const"))
         statement(result.members);
       else {
+        if (isShared && !result.isModule)
+          fail("only functions of a class are shared");
         if (!accept("Var") && !at("As", 1))
           accept("Property");
         variables(result.members);
@@ -339,6 +353,7 @@ private:
 
   void simple(Block &to) {
     using Of = Statement::Kind;
+    const Deeper inside = deeper();
     if (accept("Var"))
       variables(to);
     else if (accept("Const")) {
@@ -373,8 +388,9 @@ private:
       choice(to);
     else if (accept("Exit")) {
       Statement &exit = add(to, Of::Exit);
-      if (!atLineEnd() && !at("Else"))
-        exit.name = lower(memberName());
+      for (const char *left : {"For", "While", "Do", "Sub", "Function"})
+        if (exit.name.empty() && accept(left))
+          exit.name = lower(left);
     } else if (accept("Continue"))
       add(to, Of::Continue);
     else if (at("Try") || at("Raise"))
@@ -489,30 +505,28 @@ private:
     skipLineEnds();
     Statement &cases = add(scope, Of::If);
     while (accept("Case")) {
-      if (!accept("Else")) {
-        std::optional<Expression> any;
-        do {
-          const Expression one = caseOf(chosen);
-          any = any ? joined("or", *any, one) : one;
-        } while (accept(","));
-        cases.expressions.push_back(*any);
+      const bool isElse = accept("Else");
+      if (!isElse) {
+        Expression any = caseOf(chosen);
+        while (accept(","))
+          any = joined("or", std::move(any), caseOf(chosen));
+        cases.expressions.push_back(std::move(any));
       }
       endLine();
       cases.blocks.push_back(block());
+      if (isElse)
+        break;
     }
     expect("End");
     accept("Select");
   }
 
   Expression caseOf(const Expression &chosen) {
-    if (accept("Is")) {
-      const std::string operation = tokens_[at_++].text;
-      return joined(operation, chosen, sum());
-    }
-    const Expression first = sum();
+    Expression first = sum();
     if (!accept("To"))
-      return joined("=", chosen, first);
-    return joined("and", joined(">=", chosen, first), joined("<=", chosen, sum()));
+      return joined("=", chosen, std::move(first));
+    Expression least = joined(">=", chosen, std::move(first));
+    return joined("and", std::move(least), joined("<=", chosen, sum()));
   }
 
   void callOrAssignment(Block &to) {
@@ -525,12 +539,12 @@ private:
       return;
     }
     Expression target = postfix();
-    for (const char *operation : {"=", "+=", "-=", "*=", "/="}) {
+    for (const char *operation : {"=", "+=", "-="}) {
       if (!accept(operation))
         continue;
       Expression value = expression();
       if (*operation != '=')
-        value = joined(std::string(1, *operation), target, value);
+        value = joined({operation, 1}, target, std::move(value));
       Statement &assignment = add(to, Statement::Kind::Assign);
       assignment.line = line;
       assignment.expressions = {std::move(target), std::move(value)};
@@ -549,24 +563,29 @@ private:
 
   // --- expressions, the weakest operators first ---
 
-  static Expression joined(const std::string &operation, const Expression &left,
-                           const Expression &right) {
-    return {Kind::Binary, left.line, lower(operation), {left, right}, {}};
+  static Expression joined(std::string_view operation, Expression left, Expression right) {
+    Expression result{Kind::Binary, left.line, lower(operation), {}, {}};
+    result.parts.push_back(std::move(left));
+    result.parts.push_back(std::move(right));
+    return result;
   }
 
   template <class Operand>
   Expression leftToRight(std::initializer_list<const char *> operations, Operand operand) {
     Expression result = operand();
-    for (;;) {
+    for (int length = 1;; ++length) {
+      if (length == kLongest)
+        fail("too many operands");
       const auto found = std::find_if(operations.begin(), operations.end(),
                                       [&](const char *operation) { return accept(operation); });
       if (found == operations.end())
         return result;
-      result = joined(*found, result, operand());
+      result = joined(*found, std::move(result), operand());
     }
   }
 
   Expression expression() {
+    const Deeper inside = deeper();
     return leftToRight({"Or", "Xor"},
                        [&] { return leftToRight({"And"}, [&] { return comparison(); }); });
   }
@@ -579,6 +598,7 @@ private:
     });
   }
   Expression prefixed() {
+    const Deeper inside = deeper();
     for (const char *operation : {"Not", "-"})
       if (accept(operation)) {
         const int line = token().line;
@@ -587,7 +607,7 @@ private:
     accept("+");
     Expression result = tested();
     while (accept("^"))
-      result = joined("^", result, at("-") ? prefixed() : tested());
+      result = joined("^", std::move(result), at("-") ? prefixed() : tested());
     return result;
   }
   Expression tested() {
@@ -611,7 +631,9 @@ private:
 
   Expression postfix() {
     Expression result = primary();
-    for (;;) {
+    for (int length = 1;; ++length) {
+      if (length == kLongest)
+        fail("too many members");
       if (at("(")) {
         Expression call{Kind::Call, result.line, {}, {std::move(result)}, {}};
         for (Expression &argument : arguments())
@@ -655,7 +677,7 @@ private:
     return {Kind::Name, here.line, name(), {}, {}};
   }
 
-  static Value numberOf(const Token &token) {
+  Value numberOf(const Token &token) const {
     const char *const begin = token.text.data();
     const char *const end = begin + token.text.size();
     const auto reads = [&](auto &number) {
@@ -669,12 +691,14 @@ private:
       return integer(whole);
     if (reads(large))
       return {{host::Kind::UInt64}, static_cast<std::int64_t>(large)};
-    reads(number);
+    if (!reads(number))
+      fail("a smaller number is expected");
     return real(number);
   }
 
   std::vector<Token> tokens_;
   std::size_t at_ = 0;
+  int depth_ = 0;
 };
 
 } // namespace

@@ -70,7 +70,6 @@ struct Function {
   std::vector<TypeName> types; // of the parameters
   TypeName result;             // without a name for a Sub
   Block body;
-  int line = 0;
 };
 
 // A class or a module.

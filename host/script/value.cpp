@@ -26,10 +26,12 @@ double asDouble(const Value &value) {
 }
 
 // Towards zero; what is out of reach becomes the nearest end.
-std::int64_t truncated(double value) {
+std::int64_t truncated(double value, Kind kind = Kind::Int64) {
   constexpr double kLimit = 9223372036854775808.0; // 2 to the 63rd
   if (std::isnan(value))
     return 0;
+  if (kind == Kind::UInt64 && value >= kLimit)
+    return value < 2 * kLimit ? static_cast<std::int64_t>(static_cast<std::uint64_t>(value)) : -1;
   if (value >= kLimit)
     return INT64_MAX;
   return value <= -kLimit ? INT64_MIN : static_cast<std::int64_t>(value);
@@ -240,7 +242,8 @@ Value convert(const Value &value, const Type &to) {
   if (isDouble(to))
     return real(asDouble(value));
   if (isInteger(to))
-    return {to, wrapped(isDouble(value.type) ? truncated(value.real()) : value.integer(), to.kind)};
+    return {to, wrapped(isDouble(value.type) ? truncated(value.real(), to.kind) : value.integer(),
+                        to.kind)};
   if (to.kind == Kind::Ptr && value.type.kind == Kind::Object)
     return zeroOf(to);
   return {to, value.data};
