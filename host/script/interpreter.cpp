@@ -48,7 +48,8 @@ Variable *findIn(std::deque<Variable> &variables, std::string_view name) {
 // destructor, which looks for variables.
 void close(std::deque<Variable> &variables, std::size_t outer) {
   while (variables.size() > outer) {
-    const Value last = std::move(variables.back().value);
+    Value last;
+    std::swap(last, variables.back().value);
     variables.pop_back();
   }
 }
