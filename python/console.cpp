@@ -4,7 +4,7 @@
 // write() hands each piece of text, as it is written, to the console object that host code chose.
 // Standard error stays the process's own.
 
-#include <cstring>
+#include <string_view>
 
 #include "python/runtime.h"
 
@@ -41,32 +41,32 @@ void OnConsoleOutput(REALobject console, REALstring output) {
 
 // --- Module aview ---
 
-// The one argument as text without a NUL inside; null with Python's error set when it is none. A str
+// The one argument as text without a NUL inside; without data, and Python's error set, when it is none. A str
 // is read where it is; whether anything else will do is Python's to say.
-const char *textArgument(PyObject *arguments) {
+std::string_view textArgument(PyObject *arguments) {
   if (PyTuple_GET_SIZE(arguments) == 1) {
     PyObject *argument = PyTuple_GET_ITEM(arguments, 0);
     if (PyString_Check(argument)) {
-      const char *text = PyString_AS_STRING(argument);
-      if (std::strlen(text) == static_cast<std::size_t>(PyString_GET_SIZE(argument))) {
+      std::string_view text = PyString_AS_STRING(argument);
+      if (text.size() == static_cast<std::size_t>(PyString_GET_SIZE(argument))) {
         return text;
       }
     }
   }
   const char *text = nullptr;
-  return EPyArg_ParseTuple(arguments, "s", &text) ? text : nullptr;
+  return EPyArg_ParseTuple(arguments, "s", &text) ? std::string_view(text) : std::string_view();
 }
 
 PyObject *aview_write(PyObject *, PyObject *arguments) {
-  const char *text = textArgument(arguments); // Python's
-  if (!text) {
+  std::string_view text = textArgument(arguments); // Python's
+  if (!text.data()) {
     return nullptr;
   }
   if (consoleOutputInstance) {
     // The handler may choose another console or try to stop the interpreter.
     PythonCall call;
     ObjectLock console = ObjectLock::take(consoleOutputInstance);
-    StringLock output = StringLock::adopt(newString(text, std::strlen(text)));
+    StringLock output = StringLock::adopt(newString(text.data(), text.size()));
     OnConsoleOutput(console.get(), output.get());
   }
   return newNone().release();
