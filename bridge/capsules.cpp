@@ -18,42 +18,47 @@ public:
   // Makes room for one more; false when there is no memory.
   bool reserve() { return count_ < limit_ || grow(); }
 
-  // There must be room.
-  void add(PyObject *capsule, REALobject object) {
-    Entry &entry = entries_[position(capsule)];
-    if (!entry.capsule) { // else other code had taken the destructor from a capsule of that address
+  // There must be room. Yields the host object of an earlier capsule of that address, from which
+  // other code has taken the destructor, or nil.
+  REALobject add(PyObject *capsule, REALobject object) {
+    Entry *entry = position(capsule);
+    REALobject old = entry->object;
+    if (!old) [[likely]] {
       ++count_;
     }
-    entry = {capsule, object};
+    *entry = {capsule, object};
+    return old;
   }
 
   // The capsule's host object, or nil for a capsule that is not here.
-  REALobject find(PyObject *capsule) const { return entries_[position(capsule)].object; }
+  REALobject find(PyObject *capsule) const { return position(capsule)->object; }
 
   // Takes a capsule out and yields its host object, or nil.
   REALobject remove(PyObject *capsule) {
-    std::size_t hole = position(capsule);
-    REALobject object = entries_[hole].object;
+    Entry *hole = position(capsule);
+    REALobject object = hole->object;
     if (!object) {
       return nullptr;
     }
     // Later entries of the same run move up, so that no look-up stops at the hole.
-    for (std::size_t i = next(hole); entries_[i].capsule; i = next(i)) {
-      if (distance(home(entries_[i].capsule), i) >= distance(hole, i)) {
-        entries_[hole] = entries_[i];
-        hole = i;
+    for (Entry *entry = next(hole); entry->capsule; entry = next(entry)) {
+      if (distance(home(entry->capsule), entry) >= distance(hole, entry)) {
+        *hole = *entry;
+        hole = entry;
       }
     }
-    entries_[hole] = {};
+    *hole = {};
     --count_;
     return object;
   }
+
+  bool empty() const { return count_ == 0; }
 
   // Empties the table, then gives every capsule's lock back.
   void release() {
     CapsuleTable old = *this;
     *this = {};
-    for (std::size_t i = 0; i <= old.mask_; ++i) {
+    for (std::size_t i = 0; i <= old.mask_ / sizeof(Entry); ++i) {
       EUnlockObject(old.entries_[i].object);
     }
     old.free();
@@ -68,33 +73,44 @@ private:
   static constexpr std::size_t kLeast = 16;
   static Entry none_[1]; // the entries of a table without room
 
-  // Objects are aligned, so the low bits say nothing.
-  std::size_t home(PyObject *capsule) const {
-    auto address = reinterpret_cast<std::uintptr_t>(capsule);
-    return ((address >> 4) ^ (address >> 12)) & mask_;
+  // Entries are addressed by their distance in bytes from the first one.
+  Entry *at(std::size_t offset) const {
+    return reinterpret_cast<Entry *>(reinterpret_cast<char *>(entries_) + (offset & mask_));
   }
-  std::size_t next(std::size_t i) const { return (i + 1) & mask_; }
-  std::size_t distance(std::size_t from, std::size_t to) const { return (to - from) & mask_; }
+  std::size_t offset(const Entry *entry) const {
+    return static_cast<std::size_t>(reinterpret_cast<const char *>(entry) -
+                                    reinterpret_cast<const char *>(entries_));
+  }
+  Entry *next(const Entry *entry) const { return at(offset(entry) + sizeof(Entry)); }
+  std::size_t distance(const Entry *from, const Entry *to) const {
+    return (offset(to) - offset(from)) & mask_;
+  }
+
+  // Objects are aligned, so the low bits of an address say nothing; the mask leaves them out.
+  Entry *home(PyObject *capsule) const {
+    auto address = reinterpret_cast<std::uintptr_t>(capsule);
+    return at(address ^ (address >> 8));
+  }
 
   // Where the capsule is, or the empty entry that ends the search for it.
-  std::size_t position(PyObject *capsule) const {
-    std::size_t i = home(capsule);
-    while (entries_[i].capsule && entries_[i].capsule != capsule) {
-      i = next(i);
+  Entry *position(PyObject *capsule) const {
+    Entry *entry = home(capsule);
+    while (entry->capsule && entry->capsule != capsule) {
+      entry = next(entry);
     }
-    return i;
+    return entry;
   }
 
   [[gnu::noinline]] bool grow() {
     CapsuleTable larger;
-    const std::size_t capacity = limit_ ? (mask_ + 1) * 2 : kLeast;
+    const std::size_t capacity = limit_ ? limit_ * 4 : kLeast;
     larger.entries_ = static_cast<Entry *>(std::calloc(capacity, sizeof(Entry)));
     if (!larger.entries_) {
       return false;
     }
-    larger.mask_ = capacity - 1;
+    larger.mask_ = (capacity - 1) * sizeof(Entry);
     larger.limit_ = capacity / 2;
-    for (std::size_t i = 0; i <= mask_; ++i) {
+    for (std::size_t i = 0; i <= mask_ / sizeof(Entry); ++i) {
       if (entries_[i].capsule) {
         larger.add(entries_[i].capsule, entries_[i].object);
       }
@@ -111,7 +127,7 @@ private:
   }
 
   Entry *entries_ = none_;
-  std::size_t mask_ = 0;  // of a place in the table: one less than a power of two
+  std::size_t mask_ = 0;  // of an entry's offset: that of the last one
   std::size_t limit_ = 0; // how many it takes
   std::size_t count_ = 0;
 };
@@ -120,22 +136,62 @@ constinit CapsuleTable::Entry CapsuleTable::none_[1] = {};
 
 constinit CapsuleTable gCapsules;
 
+// --- The end of a capsule ---
+
+// Gives a lock back where Python may be in the middle of anything. The object may end with it, and
+// run host code.
+inline void unlockAside(REALobject object) {
+  callAside([object] { EUnlockObject(object); });
+}
+
+// A host object may be the last to hold another by a capsule, and that one a third. Beyond a depth
+// they wait until those above have ended, so that a long chain of them does not need a deep stack.
+constexpr int kManyCalls =
+    200; // into Python, one inside the other, before it is looked for a chain
+constexpr int kLongChain = 50;
+
+struct Waiting {
+  REALobject object;
+  Waiting *next;
+};
+
+Waiting *gWaiting = nullptr;
+int gChain = 0; // ends inside ends, of those that were looked at
+
+[[gnu::cold, gnu::noinline]] void unlockDeepDown(REALobject object) {
+  if (gChain >= kLongChain) {
+    if (auto *waiting = static_cast<Waiting *>(std::malloc(sizeof(Waiting)))) {
+      *waiting = {object, gWaiting};
+      gWaiting = waiting;
+      return;
+    }
+  }
+  ++gChain;
+  unlockAside(object);
+  while (gChain == 1 && gWaiting) {
+    Waiting *waiting = std::exchange(gWaiting, gWaiting->next);
+    object = waiting->object;
+    std::free(waiting);
+    unlockAside(object);
+  }
+  --gChain;
+}
+
+[[gnu::cold, gnu::noinline]] void unlockForgotten(REALobject object) { unlockAside(object); }
+
 // Python calls it as it frees a capsule. The host object comes from the table: what a capsule
-// points at can be changed by other code in the process.
-//
-// The end of the host object may run host code. An error that this raises does not stay, because
-// nothing failed where Python let go of the capsule; a garbage collection would even abort. The lock
-// of a capsule that is not in the table went back with its interpreter, and there may be none now.
+// points at can be changed by other code in the process. The lock of a capsule that is not in the
+// table went back with its interpreter, and there may be none now.
 void Capsule_Destructor(PyObject *capsule) {
   PythonCall call;
   REALobject object = gCapsules.remove(capsule);
-  if (!object) {
+  if (!object) [[unlikely]] {
     return;
   }
-  bool hadError = EPyErr_Occurred();
-  EUnlockObject(object);
-  if (!hadError && EPyErr_Occurred()) {
-    EPyErr_Clear();
+  if (gPythonCalls > kManyCalls) [[unlikely]] {
+    unlockDeepDown(object);
+  } else {
+    unlockAside(object);
   }
 }
 
@@ -143,14 +199,14 @@ void Capsule_Destructor(PyObject *capsule) {
 
 PyObject *newCapsuleTakingLock(REALobject object) {
   if (!gCapsules.reserve()) [[unlikely]] {
-    if (e__PyExc_MemoryError) {
-      EPyErr_SetString(*e__PyExc_MemoryError, "");
-    }
+    raiseMemoryError("");
     return nullptr;
   }
   PyObject *capsule = EPyCapsule_New(object, nullptr, Capsule_Destructor);
   if (capsule) {
-    gCapsules.add(capsule, object);
+    if (REALobject old = gCapsules.add(capsule, object)) [[unlikely]] {
+      unlockForgotten(old);
+    }
   }
   return capsule;
 }
@@ -163,3 +219,5 @@ REALobject capsuleObject(PyObject *capsule) {
 }
 
 void ReleaseCapsulesOfStoppedInterpreter() { gCapsules.release(); }
+
+bool CapsulesAreAlive() { return !gCapsules.empty(); }

@@ -47,11 +47,35 @@ inline PyObject *itemAt(REALobject self, std::int32_t index) {
 // to the tuple.
 inline void setItem(PyObject *tuple, std::int32_t index, PyRef item) {
   if (tuple->ob_refcnt != 1) [[unlikely]] {
+    PythonCall call;
     EPyTuple_SetItem(tuple, index, item.release()); // stolen, also when refused
     return;
   }
-  PyRef old(PyTuple_GET_ITEM(tuple, index));
+  PyObject *old = PyTuple_GET_ITEM(tuple, index);
   PyTuple_SET_ITEM(tuple, index, item.release());
+  if (old) {
+    PyRef::drop(old);
+  }
+}
+
+// The same of a container. Python's collector drops a tuple in which it finds none, and storing one
+// later does not enter the tuple again: a cycle through it would never be found.
+[[gnu::cold, gnu::noinline]] void setContainerUntracked(PyObject *tuple, std::int32_t index,
+                                                        PyObject *container) {
+  if (EPyObject_GC_Track && EPyObject_GC_UnTrack) {
+    EPyObject_GC_UnTrack(tuple); // does no harm where it is not, as tracking it twice would
+    EPyObject_GC_Track(tuple);
+  }
+  setItem(tuple, index, PyRef(container));
+}
+
+inline void setContainer(PyObject *tuple, std::int32_t index, PyRef container) {
+  if (!platform::kPythonHasOurLayout || _Py_AS_GC(tuple)->gc.gc_refs == _PyGC_REFS_UNTRACKED)
+      [[unlikely]] {
+    setContainerUntracked(tuple, index, container.release());
+  } else {
+    setItem(tuple, index, std::move(container));
+  }
 }
 
 // --- Construction ---
@@ -161,7 +185,7 @@ constexpr auto PythonParameters_SetParamUInt64 = set<as::UInt64>;
 
 // Stores what the given wrapper holds: one setter for tuples, dictionaries and lists.
 void PythonParameters_SetParamTuple(REALobject self, std::int32_t index, REALobject value) {
-  Access tuple(entityHeld(self));
+  PyObject *tuple = entityHeld(self).borrow();
   if (!tuple) {
     return;
   }
@@ -169,7 +193,7 @@ void PythonParameters_SetParamTuple(REALobject self, std::int32_t index, REALobj
     lastError(self) = PY_NIL_PARAM_ERROR;
     return;
   }
-  if (!inRange(tuple.get(), index)) [[unlikely]] {
+  if (!inRange(tuple, index)) [[unlikely]] {
     lastError(self) = PY_ERROR_INDEX_OUT_OF_BOUNDS;
     return;
   }
@@ -178,7 +202,7 @@ void PythonParameters_SetParamTuple(REALobject self, std::int32_t index, REALobj
     lastError(self) = PY_NIL_PARAM_ERROR;
     return;
   }
-  setItem(tuple.get(), index, std::move(item));
+  setContainer(tuple, index, std::move(item));
 }
 
 constexpr auto PythonParameters_SetParamDictionary = PythonParameters_SetParamTuple;

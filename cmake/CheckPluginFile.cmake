@@ -1,5 +1,5 @@
-# Checks the plug-in file: exactly two exported symbols, the C library alone among what it needs,
-# and of that nothing newer than glibc 2.17.
+# Checks the plug-in file: exactly two exported symbols, the C library alone among what it needs, of
+# that nothing newer than glibc 2.17, and that it stays in memory.
 #
 #   cmake -DPLUGIN=.../Quillix.so -DREADELF=readelf -P CheckPluginFile.cmake
 
@@ -29,6 +29,9 @@ if(NOT exported STREQUAL "REALPluginMain;initaview")
 endif()
 
 readelf(-d lines)
+if(NOT lines MATCHES "NODELETE")
+  message(SEND_ERROR "can be unloaded")
+endif()
 foreach(line IN LISTS lines)
   if(line MATCHES "Shared library: +([^ ]+)")
     set(needed "${CMAKE_MATCH_1}")

@@ -57,6 +57,8 @@ function(quillix_link_plugin target)
   set_target_properties(${target} PROPERTIES LINK_DEPENDS "${exports}")
   target_link_options(${target} PRIVATE
     "LINKER:--version-script=${exports}" LINKER:--as-needed LINKER:--gc-sections)
+  # Python keeps pointers to functions of the file, whoever closes it.
+  target_link_options(${target} PRIVATE LINKER:-z,nodelete)
 
   if(QUILLIX_COVERAGE)
     set(coverage -fprofile-instr-generate -fcoverage-mapping)

@@ -74,9 +74,9 @@ constexpr std::string_view kNames[] = {
     "number"sv,   "big"sv,     "huge"sv,    "fraction"sv,  "truth"sv, "text"sv,    "pair"sv,
     "items"sv,    "mapping"sv, "capsule"sv, "held"sv,      "Class"sv, "Odd"sv,     "call"sv,
     "back"sv,     "first"sv,   "prelude"sv, "published"sv, "stat"sv,  "missing"sv, "__dict__"sv,
-    "function"sv, "a\0b"sv,    ""sv,        "\xc3\xa9"sv};
+    "function"sv, "a\0b"sv,    ""sv,        "\xc3\xa9"sv, "\0x"sv};
 constexpr const char *kFunctions[] = {"first", "echo",   "hold", "release", "back", "say",
-                                      "fail",  "change", "odd",  "Class",   "Odd"};
+                                      "fail",  "change", "odd",  "Class",   "Odd",  "unwind"};
 constexpr std::int32_t kIndexes[] = {0, 1, 2, 3, 5, 9, -1, -3, 200};
 constexpr std::int64_t kIntegers[] = {0,
                                       1,
@@ -99,6 +99,7 @@ public:
   Player(const std::uint8_t *bytes, std::size_t count) : input_(bytes, count) {}
   void run();
   PyObject *called(PyObject *arguments); // by Python
+  PyObject *made();                      // for Python
 
 private:
   void step();
@@ -141,6 +142,7 @@ void shared(const char *declaration) { host::callShared("Quillix", declaration);
 std::string gSurvivors; // of the start of Python
 
 PyObject *hostFunction(PyObject *, PyObject *arguments) { return gPlayer->called(arguments); }
+PyObject *hostMaker(PyObject *, PyObject *) { return gPlayer->made(); }
 PyObject *hostFailure(PyObject *, PyObject *) { return nullptr; } // and no error: Python sees to it
 
 const std::vector<Member> &membersOf(const Object &object) {
@@ -202,8 +204,9 @@ void preparePython() {
       "PythonEntity", "FromBoolean(value as Boolean) as PythonEntity", true);
   gTag = heldBy(sample.get())->interpreter;
   const Object module = host::create(
-      "PythonXojoModule", "Constructor(name as String, methodCount as UInt32)", "published", 1u);
+      "PythonXojoModule", "Constructor(name as String, methodCount as UInt32)", "published", 2u);
   module.call("RegisterFunction(name as String, fuction as Ptr)", "function", hostFunction);
+  module.call("RegisterFunction(name as String, fuction as Ptr)", "make", hostMaker);
   host::callShared("Quillix", "RegisterXojoModule(xojoModule as PythonXojoModule)", module);
   PyObject *const globals = PY(PyModule_GetDict)(PY(PyImport_AddModule)("__main__"));
   PyObject *const prelude = compiled("prelude.py");
@@ -407,9 +410,13 @@ void Player::callPython() {
   keep(parameters);
   keep(function);
   learn();
+  const bool errorBefore = errorOccurred();
   if (function)
     keep(function.call<Object>("Invoke(parameters as PythonParameters) as PythonResult",
                                parameters));
+  if (name == "unwind"sv && !errorBefore && errorOccurred() &&
+      PY(PyErr_ExceptionMatches)(*PY(PyExc_SystemError)))
+    fail("an exception in flight was lost");
   disturbed_ = true;
   learn();
 }
@@ -443,6 +450,14 @@ PyObject *Player::called(PyObject *arguments) {
   const Object result = instanceOf("PythonResult");
   void *const pointer = result ? result.call<void *>("GetPtr() as Ptr") : nullptr;
   return pointer ? static_cast<PyObject *>(pointer) : PY(Py_BuildValue)("i", 1);
+}
+
+// A host object that runs host code as it ends.
+PyObject *Player::made() {
+  const Object object = host::newFolderItem("/made");
+  host::onDestroyed(object, [this] { nested(); });
+  const Object result = host::create("PythonResult", "Constructor(value as Object)", object);
+  return static_cast<PyObject *>(result.call<void *>("GetPtr() as Ptr"));
 }
 
 void Player::perform(const Member &member, const Object &self,
@@ -541,6 +556,7 @@ void Player::learn() {
 
 void player::prepare() {
   host::load(host::pluginPath(QUILLIX_PLUGIN_PATH));
+  dlopen("libpython2.7.so.1.0", RTLD_LAZY | RTLD_NOLOAD | RTLD_GLOBAL); // as Init will
   *PY(Py_NoSiteFlag) = 1; // quick to start
   startPython();
 }

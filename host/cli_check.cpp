@@ -105,7 +105,7 @@ bool starts() {
 }
 
 bool checkPython() {
-  void *const library = dlopen(kLibrary, RTLD_LAZY | RTLD_GLOBAL);
+  void *const library = dlopen(kLibrary, RTLD_LAZY);
   if (!library) {
     say("library", "not found: " + std::string(dlerror()));
     return false;

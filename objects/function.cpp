@@ -45,11 +45,21 @@ void PythonFunction_Destructor(REALobject self) {
 
 } // namespace
 
+// Only for an instance of a classic class the answer takes more than a look: Python asks it for
+// __call__, and would clear an error that is pending.
+static bool isCallable(PyObject *object) {
+  if (Py_TYPE(object) != e__PyInstance_Type) [[likely]] {
+    return Py_TYPE(object)->tp_call != nullptr;
+  }
+  ErrorAside aside;
+  return EPyCallable_Check(object) != 0;
+}
+
 REALobject newFunction(REALobject self, REALstring name, REALobject ownerModule,
                        REALobject ownerInstance) {
   Operation object(objectData(self).held);
   PyRef found = findAttribute(object, name);
-  if (!found || !EPyCallable_Check(found.get())) {
+  if (!found || !isCallable(found.get())) {
     return nullptr;
   }
   REALobject function =

@@ -35,9 +35,8 @@ REALclassDefinition *const kClasses[] = {QUILLIX_CLASSES(CLASS_RECORD)};
 
 void SetClassConsoleSafe(REALclassDefinition &definition) { definition.flags |= kConsoleSafe; }
 
-// Puts every global in its start state, whatever an earlier load left behind; only the calls under
-// way and the capsules alive belong to Python, and stay. Python comes first: everything after needs
-// to know whether it is there.
+// Puts every global in its start state, whatever an earlier load left behind. Python comes first:
+// everything after needs to know whether it is there.
 void PluginEntry() {
   gPythonFound = false;
   PythonDictionary_Init();
@@ -72,11 +71,23 @@ void PluginEntry() {
   REALRegisterModule(&PythonErrorTypesModule);
 }
 
+// What an earlier call of REALPluginMain has brought about and nobody has put away: an interpreter in
+// use, or locks that only the resolver of that time can give back.
+bool isInUse() {
+  return interpreterRuns() || gPythonCalls > 0 || consoleOutputInstance || gRegisteredModules ||
+         CapsulesAreAlive();
+}
+
 } // namespace
 
-// Called by the host, once, when it loads the plug-in.
+// Called by the host, once, when it loads the plug-in. The file stays in memory when the host closes
+// it, so that it may be called again, to begin anew; but not while something is in use.
 QUILLIX_EXPORT void REALPluginMain(HostResolver resolver) {
   if (!resolver) {
+    return;
+  }
+  if (isInUse()) {
+    platform::log("Quillix is in use and was not loaded again\n");
     return;
   }
   gResolver = resolver;

@@ -1,5 +1,7 @@
 #include "plugin/host.h"
 
+#include <cstring>
+
 HostResolver gResolver = nullptr;
 
 void (*ELockObject)(REALobject) = nullptr;
@@ -12,26 +14,9 @@ std::int32_t (*IArray_Count)(REALobject) = nullptr;
 REALobject (*IArray_GetAt)(REALobject, std::int32_t) = nullptr;
 REALclassRef ObjectArrayRef = nullptr;
 
-bool gStringEntriesKnown = false;
-
-constinit HostEntry<const char *(REALstring)> gGetCString("StringGetCString");
-// The length function is a method of the host's framework, not an entry point.
-constinit HostEntry<std::int32_t(REALstring)> gStringLength("LenB( s as string ) as integer",
-                                                            REALLoadFrameworkMethod);
-constinit HostEntry<REALstring(const char *, std::int32_t, std::uint32_t)>
-    gBuildString("REALBuildStringWithEncoding");
-constinit HostEntry<REALobject(REALclassRef)> gCreateInstance("CreateInstance");
+FoundEntry *gFoundEntries = nullptr;
 
 namespace {
-
-constinit HostEntry<void *(void *, const char *)> gLoadGlobalMethod("REALLoadGlobalMethod");
-constinit HostEntry<REALclassRef(const char *)> gObjectType("pluginObjectType");
-constinit HostEntry<void *(REALobject, const char *)> gLoadObjectMethod("REALLoadObjectMethod");
-constinit HostEntry<void *(REALobject, HostWord)> gEventInstance("GetEventInstance");
-constinit HostEntry<signed char(REALobject, const char *, REALstring *)>
-    gPropValueString("REALGetPropValueString");
-constinit HostEntry<void(REALclassDefinition *)> gRegisterClass("PluginRegisterClass");
-constinit HostEntry<void(REALmoduleDefinition *)> gRegisterModule("PluginRegisterModule");
 
 template <class Counted> void ignore(Counted) {}
 
@@ -65,68 +50,49 @@ void LoadEntryPoints() {
   loadLockSlot(ELockString, "REALLockString");
   requirePair(ELockObject, EUnlockObject);
   requirePair(ELockString, EUnlockString);
+
+  while (FoundEntry *found = gFoundEntries) {
+    gFoundEntries = found->next;
+    found->forget();
+  }
 }
 
-const char *REALGetStringContents(REALstring string, std::int32_t *length) {
-  if (!string) {
-    return nullptr;
-  }
-  auto *getCString = gGetCString.get();
-  auto *stringLength = gStringLength.get();
-  gStringEntriesKnown = getCString && stringLength;
-  if (length && stringLength) {
-    *length = stringLength(string);
-  }
-  return getCString ? getCString(string) : nullptr;
+std::int32_t countToNul(REALstring string) {
+  const char *bytes = StringGetCString::call(string);
+  return bytes ? static_cast<std::int32_t>(std::strlen(bytes)) : 0;
 }
 
-std::string_view lookUpBytesOf(REALstring string) {
-  std::int32_t length = -1;
-  const char *bytes = REALGetStringContents(string, &length);
-  if (!bytes) {
-    return "";
-  }
-  if (length < 0) { // the host has no length function
-    return bytes;
-  }
-  return {bytes, static_cast<std::size_t>(length)};
-}
+[[gnu::cold, gnu::noinline]] bool isEmpty(REALstring string) { return bytesOf(string).empty(); }
 
 REALclassRef REALGetClassRef(const char *className) {
-  auto *entry = gObjectType.get();
-  return entry ? entry(className) : nullptr;
+  return HostEntry<"pluginObjectType", REALclassRef(const char *)>::call(className);
 }
 
 void *REALLoadObjectMethod(REALobject object, const char *declaration) {
-  auto *entry = gLoadObjectMethod.get();
-  return entry ? entry(object, declaration) : nullptr;
+  return HostEntry<"REALLoadObjectMethod", void *(REALobject, const char *)>::call(object,
+                                                                                   declaration);
 }
 
 void *REALLoadFrameworkMethod(const char *declaration) {
-  auto *entry = gLoadGlobalMethod.get();
-  return entry ? entry(nullptr, declaration) : nullptr;
+  return HostEntry<"REALLoadGlobalMethod", void *(void *, const char *)>::call(nullptr,
+                                                                               declaration);
 }
 
 void *REALGetEventInstance(REALobject instance, const REALevent *event) {
-  auto *entry = gEventInstance.get();
-  return entry ? entry(instance, event->key) : nullptr;
+  return HostEntry<"GetEventInstance", void *(REALobject, HostWord)>::call(instance, event->key);
 }
 
 signed char REALGetPropValueString(REALobject object, const char *name, REALstring *value) {
-  auto *entry = gPropValueString.get();
-  return entry ? entry(object, name, value) : static_cast<signed char>(0);
+  return HostEntry<"REALGetPropValueString",
+                   signed char(REALobject, const char *, REALstring *)>::call(object, name, value);
 }
 
 void REALRegisterClass(REALclassDefinition *definition) {
-  if (auto *entry = gRegisterClass.get()) {
-    entry(definition);
-  }
+  HostEntry<"PluginRegisterClass", void(REALclassDefinition *)>::call(definition);
 }
 
 void REALRegisterModule(REALmoduleDefinition *definition) {
-  if (auto *entry = gRegisterModule.get()) {
-    entry(definition);
-  }
+  HostEntry<"PluginRegisterModule", void(REALmoduleDefinition *)>::call(definition);
 }
 
 bool AppendToObjectArray(REALobject &list, REALobject item) {

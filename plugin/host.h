@@ -11,6 +11,7 @@
 #pragma once
 
 #include <string_view>
+#include <utility>
 
 #include "plugin/declare.h"
 #include "plugin/platform.h"
@@ -24,8 +25,9 @@ extern HostResolver gResolver;
 // The resolver's answer, unchanged.
 void *HCallResolver(const char *entryName);
 
-// Fills the four slots below. Where the host lacks one of a pair, both do nothing: better to keep
-// what should go than to let go of what is in use.
+// Fills the four slots below, and forgets every other entry of an earlier resolver. Where the host
+// lacks one of a pair, both do nothing: better to keep what should go than to let go of what is in
+// use.
 void LoadEntryPoints();
 
 extern void (*ELockObject)(REALobject);
@@ -33,33 +35,42 @@ extern void (*EUnlockObject)(REALobject);
 extern void (*EUnlockString)(REALstring);
 extern void (*ELockString)(REALstring);
 
-// A host entry point, looked up by name until the host answers.
-template <class Function> class HostEntry {
-public:
-  using LookUp = void *(*)(const char *name);
-  explicit constexpr HostEntry(const char *name, LookUp lookUp = HCallResolver)
-      : name_(name), lookUp_(lookUp) {}
+// An entry that has been found, to be looked up anew after the next load.
+struct FoundEntry {
+  void (*forget)();
+  FoundEntry *next;
+};
+extern FoundEntry *gFoundEntries;
 
-  Function *get() {
-    if (!entry_) [[unlikely]] {
-      entry_ = reinterpret_cast<Function *>(lookUp_(name_));
+// A host entry point, called by its type: HostEntry<"CreateInstance", REALobject(REALclassRef)>::call.
+// The first call looks it up. As long as the host does not answer, each call asks again and gives
+// the zero value, or what `missing` gives.
+template <declare::Text name, class Function, auto lookUp = HCallResolver, auto missing = nullptr>
+struct HostEntry;
+
+template <declare::Text name, class Result, class... Arguments, auto lookUp, auto missing>
+struct HostEntry<name, Result(Arguments...), lookUp, missing> {
+  using Call = Result (*)(Arguments...);
+
+  static Result firstCall(Arguments... arguments) {
+    if (auto *entry = reinterpret_cast<Call>(lookUp(name.chars))) {
+      call = entry;
+      found.next = std::exchange(gFoundEntries, &found);
+      return entry(arguments...);
     }
-    return entry_;
+    if constexpr (std::is_null_pointer_v<decltype(missing)>) {
+      return Result();
+    } else {
+      return missing(arguments...);
+    }
   }
-  // Where it has been looked up with success.
-  Function *known() const { return entry_; }
+  static void forget() { call = firstCall; }
 
-private:
-  const char *name_;
-  LookUp lookUp_;
-  Function *entry_ = nullptr;
+  static inline constinit Call call = firstCall;
+  static inline constinit FoundEntry found{forget, nullptr};
 };
 
-// Those that nearly every operation calls.
-extern HostEntry<const char *(REALstring)> gGetCString;
-extern HostEntry<std::int32_t(REALstring)> gStringLength;
-extern HostEntry<REALstring(const char *, std::int32_t, std::uint32_t)> gBuildString;
-extern HostEntry<REALobject(REALclassRef)> gCreateInstance;
+void *REALLoadFrameworkMethod(const char *declaration);
 
 // --- Classes, instances, strings ---
 
@@ -68,15 +79,31 @@ inline void *REALGetClassData(REALobject instance, const REALclassDefinition *de
   return reinterpret_cast<char *>(instance) + definition->dataOffset;
 }
 
-// The bytes of a string, ended by a NUL, alive as long as the string; their count through
-// `length` when that is not null. Null, and no length written, for a nil string.
-const char *REALGetStringContents(REALstring string, std::int32_t *length);
+using StringGetCString = HostEntry<"StringGetCString", const char *(REALstring)>;
+std::int32_t countToNul(REALstring string);
+// A method of the host's framework, not an entry point.
+using StringLength = HostEntry<"LenB( s as string ) as integer", std::int32_t(REALstring),
+                               REALLoadFrameworkMethod, countToNul>;
+
+// The bytes of a string, ended by a NUL, alive as long as the string; their count, up to the first
+// NUL where the host cannot tell, through `length` when that is not null. Null, and no length
+// written, for a nil string.
+inline const char *REALGetStringContents(REALstring string, std::int32_t *length) {
+  if (!string) {
+    return nullptr;
+  }
+  if (length) {
+    *length = StringLength::call(string);
+  }
+  return StringGetCString::call(string);
+}
 
 // A new string of exactly those bytes; the caller owns its lock. Nil when the host makes none.
 inline REALstring REALBuildStringWithEncoding(const char *bytes, std::int32_t byteCount,
                                               std::uint32_t encoding) {
-  auto *entry = gBuildString.get();
-  return entry ? entry(bytes, byteCount, encoding) : nullptr;
+  return HostEntry<"REALBuildStringWithEncoding",
+                   REALstring(const char *, std::int32_t, std::uint32_t)>::call(bytes, byteCount,
+                                                                                encoding);
 }
 
 // Nil for an unknown class.
@@ -85,12 +112,10 @@ REALclassRef REALGetClassRef(const char *className);
 // A new instance with zeroed class data, its constructors run; the caller owns its lock. Nil for
 // a nil class, or when the host makes none.
 inline REALobject REALnewInstanceWithClass(REALclassRef classRef) {
-  auto *entry = classRef ? gCreateInstance.get() : nullptr;
-  return entry ? entry(classRef) : nullptr;
+  return classRef ? HostEntry<"CreateInstance", REALobject(REALclassRef)>::call(classRef) : nullptr;
 }
 
 void *REALLoadObjectMethod(REALobject object, const char *declaration);
-void *REALLoadFrameworkMethod(const char *declaration);
 
 // The handler attached to an event of this instance, or null.
 void *REALGetEventInstance(REALobject instance, const REALevent *event);
@@ -130,37 +155,23 @@ inline REALclassRef cachedClassRef(REALclassRef &cache, const char *className) {
   return cache;
 }
 
-// Whether REALGetStringContents has found both its entries; then they are called in place.
-extern bool gStringEntriesKnown;
-
-std::string_view lookUpBytesOf(REALstring string); // by entries that are not known yet
-
 // The bytes of a string; no bytes for nil, and for an empty string object alike.
 inline std::string_view bytesOf(REALstring string) {
-  if (!string) {
-    return "";
-  }
-  if (!gStringEntriesKnown) [[unlikely]] {
-    return lookUpBytesOf(string);
-  }
-  std::int32_t length = gStringLength.known()(string);
-  const char *bytes = gGetCString.known()(string);
+  std::int32_t length = 0;
+  const char *bytes = REALGetStringContents(string, &length);
   return bytes ? std::string_view(bytes, static_cast<std::size_t>(length)) : "";
 }
 
-// A string where Python wants a name: NUL-ended bytes, or null when there is no name.
-inline const char *nameOf(REALstring string) {
-  const char *bytes = string && gStringEntriesKnown ? gGetCString.known()(string)
-                                                    : REALGetStringContents(string, nullptr);
-  return bytes && *bytes ? bytes : nullptr;
-}
+bool isEmpty(REALstring string); // also nil
 
-// A new string of Python's text; the caller owns its lock. Nil, too, for more than the host counts.
-inline REALstring newString(const char *bytes, std::size_t count) {
-  if (count > INT32_MAX) [[unlikely]] {
-    return nullptr;
+// A string where Python wants a name: NUL-ended bytes, or null when there is no name. Python reads
+// up to the first NUL, so that one in front makes the empty name, which is a name.
+inline const char *nameOf(REALstring string) {
+  const char *bytes = REALGetStringContents(string, nullptr);
+  if (bytes && !*bytes) [[unlikely]] {
+    return isEmpty(string) ? nullptr : "";
   }
-  return REALBuildStringWithEncoding(bytes, static_cast<std::int32_t>(count), kEncodingUTF8);
+  return bytes;
 }
 
 // Without the call into the host where there is nothing to lock.

@@ -22,16 +22,33 @@ namespace platform {
 // search for libraries finds it.
 extern const char *const kPythonLibraryName;
 
-// Opens a library with lazy binding and its symbols visible to libraries opened later (Python's
-// extension modules need that). Null when it cannot be opened. The caller closes it.
+// Whether every Python 2.7 of this platform comes from a compiler that lays out data as this one
+// does. On Windows sizes differ: python.org's has a long double of 64 bits.
+#if defined(_WIN32)
+inline constexpr bool kPythonHasOurLayout = false;
+#else
+inline constexpr bool kPythonHasOurLayout = true;
+#endif
+
+// Opens a library with lazy binding. Its symbols stay its own: other libraries of the program must
+// not be bound to them. Null when it cannot be opened. The caller closes it.
 void *openLibrary(const char *name);
+
+// Makes the symbols of a library that is open visible to libraries opened from now on, for good.
+void makeVisible(const char *name);
 
 // The address of a symbol, or null; null for a null library.
 void *findSymbol(void *library, const char *name);
 
+// The address that the symbol has for every library of the program, or null.
+void *findVisibleSymbol(const char *name);
+
 void closeLibrary(void *library);
 
-// Writes "Could not load ", the file name and a line feed to the system log.
-void logMissingLibrary(const char *name);
+// Keeps the plug-in's own file in memory until the process ends, whoever closes it.
+void stayLoaded();
+
+// Writes one line, without a line feed of its own, to the system log.
+void log(const char *message);
 
 } // namespace platform

@@ -7,8 +7,8 @@
 extern REALclassDefinition PythonXojoModuleClass;
 extern REALclassDefinition PythonXojoClassClass;
 
-// The functions of one module or class, in Python's own layout. Python keeps pointers into the
-// table as long as the functions exist there; the names live as long as the table.
+// The functions of one module or class, in Python's own layout. Python is given copies, because it
+// keeps pointers into them; the names live as long as the table.
 struct FunctionTable {
   std::uint32_t methodCount;     // slots, fixed by the constructor
   PyMethodDef *methods;          // methodCount + 1 entries, ended by a null name; null for no slots

@@ -39,11 +39,24 @@ void OnConsoleOutput(REALobject console, REALstring output) {
   }
 }
 
+// A console stays until its handler has returned, which may choose another one.
+[[gnu::always_inline]] inline void sendToConsole(std::string_view text) {
+  ObjectLock console = ObjectLock::take(consoleOutputInstance);
+  StringLock output = StringLock::adopt(newString(text.data(), text.size()));
+  OnConsoleOutput(console.get(), output.get());
+}
+
 // --- Module aview ---
 
-// The one argument as text without a NUL inside; without data, and Python's error set, when it is none. A str
-// is read where it is; whether anything else will do is Python's to say.
-std::string_view textArgument(PyObject *arguments) {
+// What else than a str will do is Python's to say.
+[[gnu::cold, gnu::noinline]] std::string_view parseText(PyObject *arguments) {
+  const char *text = nullptr;
+  return EPyArg_ParseTuple(arguments, "s", &text) ? std::string_view(text) : std::string_view();
+}
+
+// The one argument as text without a NUL inside; without data, and Python's error set, when it is
+// none. A str is read where it is.
+inline std::string_view textArgument(PyObject *arguments) {
   if (PyTuple_GET_SIZE(arguments) == 1) {
     PyObject *argument = PyTuple_GET_ITEM(arguments, 0);
     if (PyString_Check(argument)) {
@@ -53,8 +66,7 @@ std::string_view textArgument(PyObject *arguments) {
       }
     }
   }
-  const char *text = nullptr;
-  return EPyArg_ParseTuple(arguments, "s", &text) ? std::string_view(text) : std::string_view();
+  return parseText(arguments);
 }
 
 PyObject *aview_write(PyObject *, PyObject *arguments) {
@@ -63,11 +75,11 @@ PyObject *aview_write(PyObject *, PyObject *arguments) {
     return nullptr;
   }
   if (consoleOutputInstance) {
-    // The handler may choose another console or try to stop the interpreter.
-    PythonCall call;
-    ObjectLock console = ObjectLock::take(consoleOutputInstance);
-    StringLock output = StringLock::adopt(newString(text.data(), text.size()));
-    OnConsoleOutput(console.get(), output.get());
+    PythonCall call; // the handler may try to stop the interpreter
+    if (!fitsHostString(text.size())) {
+      return nullptr;
+    }
+    callAside([text] { sendToConsole(text); });
   }
   return newNone().release();
 }

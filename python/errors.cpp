@@ -28,6 +28,27 @@ REALstring textOf(PyObject *value) {
 
 } // namespace
 
+// An error that could not be given back is left where it is.
+ErrorAside::ErrorAside() {
+  if (EPyErr_Restore) {
+    EPyErr_Fetch(&type_, &value_, &traceback_);
+  }
+}
+
+ErrorAside::~ErrorAside() {
+  if (EPyErr_Restore && interpreterRuns()) {
+    EPyErr_Restore(type_, value_, traceback_); // steals them, and lets go of what is there
+  }
+}
+
+void raiseMemoryError(const char *message) {
+  if (e__PyExc_MemoryError) {
+    EPyErr_SetString(*e__PyExc_MemoryError, message);
+  }
+}
+
+void raiseTextTooLong() { raiseMemoryError("the text is too long for a string of the host"); }
+
 REALboolean Python_ErrorOccurred() { return interpreterRuns() && EPyErr_Occurred(); }
 
 REALstring Python_GetError() {

@@ -15,7 +15,37 @@ namespace {
 
 std::uintptr_t gInterpreterCount = 0;
 
-void openGate() { gInterpreter = ++gInterpreterCount; }
+// Whether Python has promised to say when the interpreter stops.
+bool gStopIsTold = false;
+
+// The interpreter has stopped, whoever stopped it; Python calls this as the last of its own work.
+// Host code must not run here, so locks are given back later.
+void closeGate() {
+  gPythonInitialized = false;
+  gInterpreter = kNoInterpreter;
+  RetirePublishedFunctions();
+}
+
+void openGate() {
+  gInterpreter = ++gInterpreterCount;
+  platform::stayLoaded(); // Python keeps pointers to functions of the plug-in
+  gStopIsTold = EPy_AtExit && EPy_AtExit(closeGate) == 0;
+}
+
+// Somebody else may have stopped the interpreter, and Python could not tell.
+void noticeStop() {
+  if (interpreterRuns() && !gStopIsTold && !EPy_IsInitialized()) {
+    closeGate();
+  }
+}
+
+// Gives back the locks that were kept for an interpreter that has stopped. Host code may run, and
+// start one anew.
+void releaseWhatItKept() {
+  REALobject modules = std::exchange(gRegisteredModules, nullptr);
+  ReleaseCapsulesOfStoppedInterpreter();
+  unlockIfAny(modules);
+}
 
 // Python keeps the pointer to its program name for good, so every name given stays allocated, and
 // reachable, which tells it from a leak.
@@ -52,10 +82,20 @@ void Python_Init() {
   if (!gPythonFound || gPythonCalls > 0) {
     return;
   }
+  noticeStop();
+  if (!interpreterRuns()) {
+    releaseWhatItKept(); // if somebody else stopped it
+  }
+  if (interpreterRuns()) {
+    return;
+  }
+  if (otherPythonIsVisible()) {
+    gPythonFound = false;
+    return;
+  }
+  platform::makeVisible(platform::kPythonLibraryName); // to Python's extension modules
   if (EPy_IsInitialized()) {
-    if (!interpreterRuns()) {
-      openGate(); // somebody else's interpreter: used as it is, and not marked as ours
-    }
+    openGate(); // somebody else's interpreter: used as it is, and not marked as ours
     return;
   }
   PythonCall starting;
@@ -69,21 +109,24 @@ void Python_Finalize() {
   if (!gPythonFound || gPythonCalls > 0) {
     return;
   }
-  if (!EPy_IsInitialized()) {
-    gInterpreter = kNoInterpreter; // should somebody else have stopped it
-    return;
-  }
-  {
+  if (EPy_IsInitialized()) {
+    if (EPyEval_GetFrame && EPyEval_GetFrame()) {
+      return; // Python code is under way that somebody else runs
+    }
     PythonCall stopping;
+    // A signal that waits would be looked after by the first Python code that runs as Python stops,
+    // and its exception would end that: threads would not be waited for.
+    if (EPyErr_CheckSignals) {
+      EPyErr_CheckSignals();
+    }
     EPyErr_Clear();
     EPy_Finalize();
-    gPythonInitialized = false;
-    gInterpreter = kNoInterpreter;
+    closeGate();
   }
-  // Both give back locks, which may run host code that starts the interpreter anew.
-  REALobject modules = std::exchange(gRegisteredModules, nullptr);
-  ReleaseCapsulesOfStoppedInterpreter();
-  EUnlockObject(modules);
+  noticeStop();
+  if (!interpreterRuns()) { // else somebody else is just taking it apart
+    releaseWhatItKept();
+  }
 }
 
 void Python_AddSearchPath(REALobject folder) {

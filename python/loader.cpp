@@ -1,6 +1,7 @@
 // Finding Python: the library is opened when the plug-in loads, and every symbol looked up once.
 
 #include <cstdio>
+#include <cstring>
 
 #include "plugin/platform.h"
 #include "python/slots.h"
@@ -14,6 +15,7 @@ QUILLIX_SYMBOLS_1(DEFINE_FUNCTION)
 QUILLIX_SYMBOLS_2(DEFINE_FUNCTION, DEFINE_OBJECT)
 QUILLIX_SYMBOLS_3(DEFINE_OBJECT)
 QUILLIX_SYMBOLS_4(DEFINE_TYPE, DEFINE_EXCEPTION)
+QUILLIX_EXTRA_SYMBOLS(DEFINE_FUNCTION, DEFINE_TYPE)
 QUILLIX_LIST_SYMBOLS(DEFINE_FUNCTION)
 QUILLIX_DICTIONARY_SYMBOLS(DEFINE_FUNCTION)
 
@@ -63,12 +65,32 @@ void *refuseLibrary(void *library, const char *message) {
   return nullptr;
 }
 
+// One line that names the library, in the place of "%s".
+void logOfLibrary(const char *format) {
+  char message[128];
+  std::snprintf(message, sizeof message, format, platform::kPythonLibraryName);
+  platform::log(message);
+}
+
 } // namespace
 
+bool otherPythonIsVisible() {
+  auto *version =
+      reinterpret_cast<decltype(&Py_GetVersion)>(platform::findVisibleSymbol("Py_GetVersion"));
+  if (!version || std::strncmp(version(), "2.7", 3) == 0) {
+    return false;
+  }
+  logOfLibrary("Could not use %s: the symbols of another Python are visible in this program\n");
+  return true;
+}
+
 void *LoadPythonLibrary() {
+  if (otherPythonIsVisible()) {
+    return nullptr;
+  }
   void *library = platform::openLibrary(platform::kPythonLibraryName);
   if (!library) {
-    platform::logMissingLibrary(platform::kPythonLibraryName);
+    logOfLibrary("Could not load %s\n");
     return nullptr;
   }
   gPythonFound = true;
@@ -87,6 +109,7 @@ void *LoadPythonLibrary() {
     return refuseLibrary(library, "Coult not load symbol _Py_ZeroStruct");
   }
   QUILLIX_SYMBOLS_4(FILL_TYPE, FILL_EXCEPTION)
+  QUILLIX_EXTRA_SYMBOLS(FILL_FUNCTION, FILL_TYPE)
   return library;
 }
 

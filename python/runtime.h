@@ -18,7 +18,7 @@ extern std::uintptr_t gInterpreter;
 
 inline bool interpreterRuns() { return gInterpreter != kNoInterpreter; }
 
-// True from the end of Init to the end of Finalize. Written there and at load, read by the
+// True from the end of Init until the interpreter stops. Written there and at load, read by the
 // destructors that release a held object; everything else asks the gate.
 extern bool gPythonInitialized;
 
@@ -84,7 +84,55 @@ private:
   PyObject *object_ = nullptr;
 };
 
+void Python_ClearError();
+
+// --- Errors kept aside ---
+
+// What comes up between finds no error and leaves none: the one that was pending is kept, and is
+// there again afterwards. Inside a PythonCall.
+class ErrorAside {
+public:
+  ErrorAside();
+  ~ErrorAside();
+  ErrorAside(const ErrorAside &) = delete;
+  ErrorAside &operator=(const ErrorAside &) = delete;
+
+private:
+  PyObject *type_ = nullptr; // owned, all three
+  PyObject *value_ = nullptr;
+  PyObject *traceback_ = nullptr;
+};
+
+// Calls host code for Python in the middle of Python's own work, where nobody may touch its error
+// state: while an exception unwinds, or inside a collection. As around a __del__, the exception in
+// flight is kept, and no error of the host code stays. Inside a PythonCall, with an interpreter,
+// which the host code may have let somebody stop.
+template <class HostCode> inline void callAside(HostCode hostCode) {
+  if (EPyErr_Occurred()) [[unlikely]] {
+    ErrorAside aside;
+    hostCode();
+    return;
+  }
+  hostCode();
+  if (!interpreterRuns() || EPyErr_Occurred()) [[unlikely]] {
+    Python_ClearError();
+  }
+}
+
 // --- Shared makers ---
+
+// Sets MemoryError, if the library has it.
+void raiseMemoryError(const char *message);
+
+// Whether text of that many bytes can be a host string; sets MemoryError if not.
+void raiseTextTooLong();
+inline bool fitsHostString(std::size_t count) {
+  if (count > INT32_MAX) [[unlikely]] {
+    raiseTextTooLong();
+    return false;
+  }
+  return true;
+}
 
 // A str of exactly these bytes; null with Python's error set when Python makes none.
 inline PyRef newPythonString(std::string_view bytes) {
@@ -93,6 +141,14 @@ inline PyRef newPythonString(std::string_view bytes) {
 
 // The same of a host string's bytes; the empty str for nil.
 inline PyRef newPythonString(REALstring string) { return newPythonString(bytesOf(string)); }
+
+// A new host string of Python's text; the caller owns its lock. Nil when the host makes none, and,
+// with MemoryError set, for more than a host string can hold.
+inline REALstring newString(const char *bytes, std::size_t count) {
+  return fitsHostString(count)
+             ? REALBuildStringWithEncoding(bytes, static_cast<std::int32_t>(count), kEncodingUTF8)
+             : nullptr;
+}
 
 // None, which stays at its address in the library whichever interpreter runs; null until needed.
 extern PyObject *gNone;
@@ -129,7 +185,6 @@ enum ParameterError : std::int32_t {
 
 REALboolean Python_ErrorOccurred();
 REALstring Python_GetError(); // the caller owns the string's lock
-void Python_ClearError();
 void Python_SetTypeError(std::int32_t errorType, REALstring message);
 
 // --- Console ---
@@ -146,4 +201,6 @@ QUILLIX_EXPORT void initaview();
 
 REALobject Python_GetModule(REALstring name);          // objects/
 void Python_RegisterXojoModule(REALobject xojoModule); // publish/
+void RetirePublishedFunctions();                       // publish/
 void ReleaseCapsulesOfStoppedInterpreter();            // bridge/
+bool CapsulesAreAlive();                               // bridge/

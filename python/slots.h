@@ -22,6 +22,7 @@ QUILLIX_SYMBOLS_1(QUILLIX_DECLARE_FUNCTION)
 QUILLIX_SYMBOLS_2(QUILLIX_DECLARE_FUNCTION, QUILLIX_DECLARE_OBJECT)
 QUILLIX_SYMBOLS_3(QUILLIX_DECLARE_OBJECT)
 QUILLIX_SYMBOLS_4(QUILLIX_DECLARE_TYPE, QUILLIX_DECLARE_EXCEPTION)
+QUILLIX_EXTRA_SYMBOLS(QUILLIX_DECLARE_FUNCTION, QUILLIX_DECLARE_TYPE)
 QUILLIX_LIST_SYMBOLS(QUILLIX_DECLARE_FUNCTION)
 QUILLIX_DICTIONARY_SYMBOLS(QUILLIX_DECLARE_FUNCTION)
 
@@ -39,6 +40,11 @@ extern void *PythonDLLHandle;
 // Opens the Python library, fills the slots and sets gPythonFound. Yields the handle, or null when
 // there is no usable library; then no slot keeps an address in one.
 void *LoadPythonLibrary();
+
+// Whether code of a Python that is not 2.7 stands in this program where every library finds it. Then
+// the library of 2.7, opened now or called for the first time, would be bound to functions of that
+// one; it must not be used, which the system log is told.
+bool otherPythonIsVisible();
 
 // Fill the slots that lists and dictionaries use beside the main ones. All or none: where the
 // library lacks one of a set, or there is no library, the whole set stays null.

@@ -107,6 +107,17 @@
   QUILLIX_TYPES(TYPE)                                                                              \
   QUILLIX_EXCEPTIONS(EXCEPTION)
 
+// Extras: a library that lacks one is used without it, and without what it is good for. Whoever
+// calls one asks whether it is there.
+#define QUILLIX_EXTRA_SYMBOLS(FUNCTION, TYPE)                                                      \
+  FUNCTION(PyErr_Restore)                                                                          \
+  FUNCTION(PyErr_CheckSignals)                                                                     \
+  FUNCTION(PyEval_GetFrame)                                                                        \
+  FUNCTION(Py_AtExit)                                                                              \
+  FUNCTION(PyObject_GC_Track)                                                                      \
+  FUNCTION(PyObject_GC_UnTrack)                                                                    \
+  TYPE(PyInstance_Type)
+
 // Resolved when the first list or dictionary comes to life.
 #define QUILLIX_LIST_SYMBOLS(FUNCTION)                                                             \
   FUNCTION(PyList_New)                                                                             \

@@ -125,6 +125,37 @@ TEST_F(ConsoleTest, theHandlerMayReplaceTheConsole) {
   EXPECT_EQ(meanwhile.locks(), 1U);
 }
 
+// Nor where Python could not put up with one: in the midst of a collection. One in flight stays.
+TEST_F(ConsoleTest, noErrorOfTheHandlerStays) {
+  setConsole(newConsole([this](std::string_view text) {
+    EXPECT_FALSE(errorOccurred());
+    printed.emplace_back(text);
+    setError(1, "left");
+  }));
+  EXPECT_EQ(eventsOf("import gc, sys, weakref\n"
+                     "class Node(object): pass\n"
+                     "def hear(reference): sys.stdout.write('gone')\n"
+                     "print 'here'\n"
+                     "node = Node()\n"
+                     "node.node, reference = node, weakref.ref(node, hear)\n"
+                     "del node\n"
+                     "gc.collect()"),
+            (Events{"here", "\n", "gone"}));
+  const Evaluated write("sys.stdout.write"), text("('text',)");
+  EXPECT_LEAVES("", Py_XDECREF(PY(PyObject_CallObject)(write.get(), text.get())));
+}
+
+// The longest text that a host string can hold has 2 GB; a longer one is refused.
+TEST_F(ConsoleTest, refusesWhatNoStringCanHold) {
+  if (sizeof(Py_ssize_t) == 4 || std::getenv("QUILLIX_EMULATED"))
+    GTEST_SKIP() << "Python has no longer text, or there is no memory for it";
+  attachConsole();
+  runPython("import sys\n"
+            "try: sys.stdout.write('x' * (1 << 31))\n"
+            "except MemoryError, e: print e");
+  EXPECT_EQ(printed, (Events{"the text is too long for a string of the host", "\n"}));
+}
+
 // While the host waits inside a call, threads of Python's own print; their events run there.
 TEST_F(ConsoleTest, hearsPythonsThreads) {
   std::size_t foreign = 0;

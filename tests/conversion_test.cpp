@@ -161,4 +161,19 @@ TEST_F(ConversionTest, makesPythonValues) {
   expectSame(host::String::adopt(host::newString("caf\x8e", kMacRoman)), "'caf\\x8e'");
 }
 
+// A str of 2 GB, or what says that it is one.
+TEST_F(WrapperTest, aTextThatNoHostStringHoldsIsRefused) {
+  if (sizeof(Py_ssize_t) == 4)
+    GTEST_SKIP() << "Python has no longer text";
+  const Object entity = entityOf("'text'"), p = tupleOf("('text',)");
+  const auto claim = [](PyObject *string, std::int64_t size) {
+    reinterpret_cast<PyVarObject *>(string)->ob_size = static_cast<Py_ssize_t>(size);
+  };
+  PyObject *const string = heldBy(entity);
+  claim(string, std::int64_t{INT32_MAX} + 1);
+  EXPECT_LEAVES("MemoryError", EXPECT_EQ(entity.get<std::string>("StringValue"), ""));
+  claim(string, 4);
+  EXPECT_EQ(entity.get<std::string>("StringValue"), "text");
+}
+
 } // namespace

@@ -1,7 +1,7 @@
 // What the plug-in tells a host as it loads: first to a host that only listens, then as the
 // stand-in host understands it.
 
-#include "tests/support.h"
+#include "tests/wrappers.h"
 
 #include <fstream>
 #include <map>
@@ -129,6 +129,36 @@ TEST(EntryTest, registersTheDocumentedInterface) {
                                               "REALLockString", "pluginObjectType", "ObjectArray",
                                               "PluginRegisterClass", "PluginRegisterModule"}));
   dlclose(plugin);
+}
+
+// What is in use, or kept locked, belongs to the host that loaded the plug-in: nobody else gets in.
+TEST_F(LoadedTest, nobodyLoadsWhatIsInUse) {
+  const auto toldTo = [](HostResolver resolver) {
+    gTold.clear();
+    void *const plugin =
+        dlopen(host::pluginPath(QUILLIX_PLUGIN_PATH).c_str(), RTLD_NOW | RTLD_NOLOAD);
+    reinterpret_cast<void (*)(HostResolver)>(dlsym(plugin, "REALPluginMain"))(resolver);
+    dlclose(plugin);
+    return !gTold.empty();
+  };
+  host::Object console = host::create("QuillixConsoleOutput");
+  quillix::setConsole(console);
+  EXPECT_FALSE(toldTo(listen)) << "a console is chosen";
+  quillix::setConsole(nullptr);
+  quillix::init();
+  EXPECT_NE(newEntity("text"), nullptr);
+  EXPECT_FALSE(toldTo(listen)) << "an interpreter runs";
+  quillix::finalize();
+  EXPECT_EQ(console.locks(), 1U);
+  console = nullptr;
+
+  // Afterwards everything is asked of the new host, and this one has nothing.
+  EXPECT_TRUE(toldTo(listen));
+  quillix::init();
+  EXPECT_EQ(newEntity("text"), nullptr);
+  quillix::finalize();
+  host::unload();
+  host::load(host::pluginPath(QUILLIX_PLUGIN_PATH));
 }
 
 using ClassDataTest = RunningTest;

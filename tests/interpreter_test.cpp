@@ -4,6 +4,10 @@
 #include "tests/fields.h"
 #include "tests/tour.h"
 
+#include <csignal>
+#include <filesystem>
+#include <unistd.h>
+
 namespace {
 
 using namespace quillix;
@@ -192,6 +196,67 @@ TEST_F(InterpreterTest, hostCodeMayRunAtTheEnd) {
   EXPECT_TRUE(runs() && !marked());
 }
 
+// --- Stopped by somebody else ---
+
+// Another copy of the plug-in in this program, of which only what starts and stops is used.
+class OtherCopy {
+public:
+  OtherCopy() {
+    const std::filesystem::path file =
+        std::filesystem::temp_directory_path() / ("quillix-copy-" + std::to_string(getpid()));
+    copy_file(host::pluginPath(QUILLIX_PLUGIN_PATH), file);
+    void *const plugin = dlopen(file.c_str(), RTLD_NOW);
+    remove(file);
+    EXPECT_NE(plugin, nullptr) << dlerror();
+    reinterpret_cast<void (*)(HostResolver)>(dlsym(plugin, "REALPluginMain"))(resolve);
+  }
+  void call(std::string_view declaration) const {
+    for (HostWord i = 0; i < quillixClass->sharedMethods.count; ++i)
+      if (const auto &row = quillixClass->sharedMethods.rows[i]; row.declaration == declaration)
+        return row.function();
+    ADD_FAILURE() << declaration;
+  }
+
+private:
+  static void *resolve(const char *entryName) {
+    void (*const announceVersion)(std::int32_t) = [](std::int32_t) {};
+    void (*const registerClass)(const REALclassDefinition *) = [](const auto *definition) {
+      quillixClass = definition; // the last one
+    };
+    return entryName == std::string_view("RegisterPluginVersion")
+               ? reinterpret_cast<void *>(announceVersion)
+           : entryName == std::string_view("PluginRegisterClass")
+               ? reinterpret_cast<void *>(registerClass)
+               : nullptr;
+  }
+  static inline const REALclassDefinition *quillixClass;
+};
+
+// Whoever it is: what belonged to the interpreter is nothing from then on, and its locks come back
+// when host code asks for a stop, or for a new start.
+TEST_F(InterpreterTest, somebodyElseMayStopIt) {
+  const OtherCopy other;
+  const Object object = host::create("Object");
+  const std::function<void()> stops[] = {PY(Py_Finalize), [&] { other.call("Finalize()"); }};
+  for (const auto &stop : stops)
+    for (const auto &next : {init, finalize}) {
+      init();
+      other.call("Init()");
+      letPythonCall([&] { other.call("Finalize()"); }); // refused
+      runPython("host.call()");
+      std::vector<Object> kept = oneOfEach();
+      kept.push_back(newEntity(object));
+      stop();
+      EXPECT_FALSE(errorOccurred() || PY(Py_IsInitialized)());
+      EXPECT_EQ(Tour::answersOf(kept), std::vector<std::string>());
+      kept.clear();
+      EXPECT_EQ(object.locks(), 2U);
+      next();
+      EXPECT_EQ(object.locks(), 1U);
+      finalize();
+    }
+}
+
 class UnderWayTest : public RunningTest {
 protected:
   // Python code that calls host.call() tries to stop the interpreter and to start it.
@@ -292,6 +357,20 @@ TEST_F(UnderWayTest, stoppingIsNotInterrupted) {
   EXPECT_EQ(printed, (std::vector<std::string>{"late", "\n", "bye", "\n"}));
   init();
   EXPECT_FALSE(marked());
+}
+
+// The first Python code that runs would be interrupted.
+TEST_F(UnderWayTest, aCtrlCThatWaitsDoesNotCutTheEndShort) {
+  attachConsole();
+  for (int life = 0; life < 2; ++life) {
+    runPython("import atexit\n"
+              "@atexit.register\n"
+              "def bye(): print 'bye'");
+    std::raise(SIGINT);
+    finalize();
+    init();
+  }
+  EXPECT_EQ(printed, (std::vector<std::string>{"bye", "\n", "bye", "\n"}));
 }
 
 // An object that dies late, when the interpreter has no modules any more, may belong to host code.

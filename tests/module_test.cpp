@@ -176,4 +176,37 @@ other = types.ModuleType('other'); other.value = 4
   EXPECT_EQ(getField<int>(module, "value"), 4);
 }
 
+// To Python a name ends at its first NUL: what begins with one is the empty name, and a name.
+TEST_F(AttributeTest, aNameMayBeEmptyToPython) {
+  forEachOwner([](const Object &owner) {
+    const std::string name("\0x", 2);
+    EXPECT_EQ(getField<int>(owner, name), 0);
+    EXPECT_EQ(takeErrorClass(), "AttributeError");
+    EXPECT_EQ(getFunction(owner, name), nullptr);
+    EXPECT_EQ(takeErrorClass(), "AttributeError");
+    setError(1, "pending");
+    EXPECT_FALSE(hasAttribute(owner, name));
+    EXPECT_FALSE(errorOccurred());
+    setField(owner, name, 5);
+    runPython("assert getattr(owner, '') == 5");
+    EXPECT_TRUE(hasAttribute(owner, name));
+    EXPECT_EQ(deleteAttribute(owner, name), 0);
+  });
+}
+
+// An instance of a classic class is asked for __call__.
+TEST_F(AttributeTest, whatCannotBeCalledIsNoFunction) {
+  runPython("import __main__ as main\n"
+            "class Classic: pass\n"
+            "class Called:\n"
+            "  def __call__(self): return 5\n"
+            "class Odd:\n"
+            "  def __getattr__(self, name): raise KeyError\n"
+            "main.classic, main.odd, main.number, main.called = Classic(), Odd(), 5, Called()");
+  const Object main = getModule("__main__");
+  for (const char *name : {"classic", "odd", "number"})
+    EXPECT_LEAVES("", EXPECT_EQ(getFunction(main, name), nullptr));
+  EXPECT_LEAVES("", EXPECT_NE(getFunction(main, "called"), nullptr));
+}
+
 } // namespace

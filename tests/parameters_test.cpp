@@ -82,6 +82,20 @@ TEST_F(ParametersTest, aSharedTupleRefusesEveryStore) {
   EXPECT_EQ(lastError(shared), kNone);
 }
 
+// A cycle through a tuple is found, also when a collection has seen the tuple without a container.
+TEST_F(ParametersTest, theCollectorKnowsATupleOfContainers) {
+  runPython("import gc\nclass Node(object): pass");
+  Object list = listOf("[Node()]"), p = quillix::newParameters(2);
+  runPython("gc.collect()");
+  putWrapper(p, 0, kList, list);
+  putWrapper(p, 1, kTuple, tupleOf("([],)"));
+  append(list, p);
+  list = p = nullptr;
+  EXPECT_EQ(
+      reprOf(Evaluated("gc.collect() and [o for o in gc.get_objects() if type(o) is Node]").get()),
+      "[]");
+}
+
 // The last lock of a host object may go with a capsule, and its destructor may do anything.
 TEST_F(ParametersTest, anItemMayRunHostCodeAsItGoes) {
   const auto make = [] {

@@ -5,6 +5,7 @@
 namespace {
 
 using namespace quillix;
+using namespace std::string_view_literals;
 using host::Object;
 
 void addClass(const Object &module, const Object &added) {
@@ -138,6 +139,11 @@ TEST_F(PublishTest, endsATableAtAnEmptyName) {
     publish(module);
     runPython("import gaps\nassert hasattr(gaps, 'before') and not hasattr(gaps, 'after')");
   }
+  const Object module = describeModule("whole", 2);
+  registerFunction(module, "\0x"sv, countArguments); // which has a name: the empty one
+  registerFunction(module, "after", countArguments);
+  publish(module);
+  runPython("import whole\nassert whole.after() == getattr(whole, '')() == 0");
 }
 
 TEST_F(PublishTest, refusesWhatCannotBePublished) {
@@ -183,6 +189,46 @@ TEST_F(PublishTest, lastsAsLongAsTheInterpreter) {
     finalize();
     EXPECT_EQ(module.locks(), 1U);
     EXPECT_EQ(host::livingObjects(), 1U);
+    init();
+  }
+}
+
+// A cycle that the end of an interpreter leaves is collected in a later one, where its functions can
+// be seen and called until then.
+TEST_F(PublishTest, functionsOutliveTheirInterpreterHarmlessly) {
+  for (int life = 0; life < 4; ++life) {
+    runPython(R"(
+import gc, sys
+class Mute(object):
+  def write(self, text): pass
+sys.stderr = Mute() # which hears of __del__
+class Node(object): pass
+old = [o for o in gc.get_objects() if type(o) is type(len) and o.__name__ in ('count', '__del__')]
+for function in old:
+  try: function()
+  except RuntimeError, error: assert 'has stopped' in str(error)
+  else: raise AssertionError
+)");
+    const Evaluated old("len(old)");
+    EXPECT_EQ(PyInt_AS_LONG(old.get()) >= 3, life > 0) << "what this is about";
+    const Object module = moduleWith("shop", "count", countArguments);
+    {
+      const Object till = describeClass("Till", 2);
+      registerFunction(till, "count", countArguments);
+      registerFunction(till, "__del__", countArguments);
+      addClass(module, till);
+      publish(module);
+    }
+    runPython(R"(
+function = old = None
+gc.collect()
+import shop
+node = Node()
+node.node, node.functions, node.till = node, vars(shop).values(), shop.Till()
+assert shop.count() == 0 and node.till.count() == 1
+)");
+    finalize();
+    EXPECT_EQ(module.locks(), 1U);
     init();
   }
 }

@@ -1,5 +1,6 @@
-// Loading where there is no Python, or one whose library lacks a symbol. In Python's place are the
-// stubs of stub_python.cpp: a test opens one, and the plug-in finds that one by the library's name.
+// Loading where there is no Python, one whose library lacks a symbol, or another Python beside it. In
+// Python's place are the stubs of stub_python.cpp: a test opens one, and the plug-in finds that one by
+// the library's name.
 
 #include "tests/tour.h"
 
@@ -58,7 +59,7 @@ const Library kLibraries[] = {{"none", "", 0, "Could not load libpython2.7.so.1.
                               {"PyDict_Keys", "", 52},
                               {"complete", "", 52}};
 
-class LibraryTest : public testing::TestWithParam<Library> {
+class LoaderTest : public testing::Test {
 protected:
   // Undoes what an earlier test in this process has loaded.
   void SetUp() override {
@@ -69,6 +70,9 @@ protected:
     }
   }
   void TearDown() override { EXPECT_EQ(host::survivors(), ""); }
+
+  // What libraries that are opened later would be bound to.
+  static bool isVisible() { return dlsym(RTLD_DEFAULT, "stub_calls") != nullptr; }
 
   // Opens a stub and loads the plug-in; yields what that writes to standard output.
   std::string load(std::string_view omitted) {
@@ -94,6 +98,14 @@ protected:
     host::callShared("Quillix", "Finalize()");
   }
 
+  void *stub = nullptr;
+  int *lookups = nullptr; // of functions in the stub
+  int *calls = nullptr;
+  void **answer = nullptr;
+};
+
+class LibraryTest : public LoaderTest, public testing::WithParamInterface<Library> {
+protected:
   // An exception class that is missing is not raised. Where one function of a set is missing, none
   // of the set is called.
   void useWhatIsThere() {
@@ -115,11 +127,6 @@ protected:
       dictionary.call("Remove(key as String)", "key");
     EXPECT_EQ(*calls == 0, omitted == "PyDict_Keys" || omitted == "PyList_Sort");
   }
-
-  void *stub = nullptr;
-  int *lookups = nullptr; // of functions in the stub
-  int *calls = nullptr;
-  void **answer = nullptr;
 };
 
 INSTANTIATE_TEST_SUITE_P(, LibraryTest, testing::ValuesIn(kLibraries));
@@ -134,6 +141,7 @@ TEST_P(LibraryTest, isUsedOrClosed) {
   EXPECT_EQ(host::classes().size(), builtins + 15);
   EXPECT_EQ(host::modules().size(), 1U);
   EXPECT_EQ(lookups ? *lookups : 0, lookupsAtLoad);
+  EXPECT_FALSE(isVisible()) << "to a neighbour that brings a Python of its own";
 
   // Host code that uses everything all the same gets nothing from it: without an interpreter, and
   // in one where everything fails, if the library is usable.
@@ -151,6 +159,7 @@ TEST_P(LibraryTest, isUsedOrClosed) {
   if (!stub)
     return;
 
+  EXPECT_EQ(isVisible(), found) << "to extension modules";
   if (!found || omitted == "complete") {
     EXPECT_EQ(*lookups, lookupsAtLoad + (found ? 8 + 3 : 0)) << "lists and dictionaries, once";
   }
@@ -159,6 +168,43 @@ TEST_P(LibraryTest, isUsedOrClosed) {
   finalize();
   dlclose(stub);
   EXPECT_EQ(openLibrary() != nullptr, found);
+}
+
+// A library of 2.7 that is opened, or first called, while another Python's symbols are visible would
+// be bound to those.
+using OtherPython = std::tuple<std::string, bool>; // version, and whether it is there at load
+
+class OtherPythonTest : public LoaderTest, public testing::WithParamInterface<OtherPython> {};
+INSTANTIATE_TEST_SUITE_P(, OtherPythonTest,
+                         testing::Combine(testing::Values("3.11.2 (main)", "2.6.9 (r269)",
+                                                          "2.7.18 (default)"),
+                                          testing::Bool()));
+
+TEST_P(OtherPythonTest, isNotMixedWithOurs) {
+  const auto &[version, early] = GetParam();
+  const bool ours = version.starts_with("2.7");
+  const auto openOther = [text = version.c_str()] {
+    void *const other = dlopen(QUILLIX_STUB_DIR "/other/libpython3.so", RTLD_NOW | RTLD_GLOBAL);
+    *static_cast<const char **>(dlsym(other, "stub_version")) = text;
+  };
+  const auto isFound = [] {
+    return host::callShared<bool>("Quillix", "PythonIsFound() as Boolean");
+  };
+  if (early)
+    openOther();
+  load("complete");
+  EXPECT_EQ(isFound(), ours || !early);
+  if (!early)
+    openOther();
+  *calls = 0;
+  host::callShared("Quillix", "Init()");
+  EXPECT_EQ(*calls > 0, ours);
+  EXPECT_EQ(isFound(), ours);
+  EXPECT_EQ(gLogged, ours ? ""
+                          : "Could not use libpython2.7.so.1.0: the symbols of another Python are "
+                            "visible in this program\n");
+  finalize();
+  dlclose(stub);
 }
 
 } // namespace
