@@ -15,6 +15,17 @@ capsule = cStringIO.cStringIO_CAPI
 held = []
 
 
+class Survivor(object):
+    """Outlives its interpreter, with a function that was published to it."""
+
+    def __init__(self):
+        import published
+        self.circle, self.function = self, published.function
+
+
+survivor = Survivor()
+
+
 def first(*arguments):
     """Answers with the first argument."""
     return arguments[0]
@@ -50,6 +61,20 @@ def say(*arguments):
 def fail(*arguments):
     """Raises an exception."""
     raise ValueError(arguments)
+
+
+def unwind(*arguments):
+    """Lets go of a host object while an exception is in flight."""
+    import published
+    error = ValueError(arguments)
+
+    def fail():
+        raise error
+    try:
+        first(published.make(), fail())
+    except ValueError, caught:
+        if caught is not error:
+            raise SystemError('another exception')
 
 
 def change(*arguments):

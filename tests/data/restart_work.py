@@ -6,6 +6,7 @@ datetime.datetime.strptime fails in the second life, for it keeps the module _st
 and a thread that was started and joined may still be on its way out as the interpreter stops, and
 then crashes.
 """
+import gc
 import station
 
 
@@ -19,8 +20,23 @@ class Thing(object):
         return self
 
 
+left = Thing()  # not freed in this life: CPython collects nothing once its modules are gone
+left.published = station.answer, station.Stop.answer
+
+
+def meet():
+    """Calls the functions that an earlier life has left."""
+    for function in gc.get_objects():
+        if type(function) is type(len) and function.__name__ == 'answer':
+            try:
+                function(0)
+            except RuntimeError:
+                pass
+
+
 def little():
     """Gives a value of each kind that a wrapper can hold."""
+    meet()
     stop = station.Stop()
     for i in range(20):
         assert station.answer(i) == stop.answer(i) == i
