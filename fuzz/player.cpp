@@ -74,7 +74,7 @@ constexpr std::string_view kNames[] = {
     "number"sv,   "big"sv,     "huge"sv,    "fraction"sv,  "truth"sv, "text"sv,    "pair"sv,
     "items"sv,    "mapping"sv, "capsule"sv, "held"sv,      "Class"sv, "Odd"sv,     "call"sv,
     "back"sv,     "first"sv,   "prelude"sv, "published"sv, "stat"sv,  "missing"sv, "__dict__"sv,
-    "function"sv, "a\0b"sv,    ""sv,        "\xc3\xa9"sv, "\0x"sv};
+    "function"sv, "a\0b"sv,    ""sv,        "\xc3\xa9"sv,  "\0x"sv};
 constexpr const char *kFunctions[] = {"first", "echo",   "hold", "release", "back", "say",
                                       "fail",  "change", "odd",  "Class",   "Odd",  "unwind"};
 constexpr std::int32_t kIndexes[] = {0, 1, 2, 3, 5, 9, -1, -3, 200};
@@ -557,7 +557,7 @@ void Player::learn() {
 void player::prepare() {
   host::load(host::pluginPath(QUILLIX_PLUGIN_PATH));
   dlopen("libpython2.7.so.1.0", RTLD_LAZY | RTLD_NOLOAD | RTLD_GLOBAL); // as Init will
-  *PY(Py_NoSiteFlag) = 1; // quick to start
+  *PY(Py_NoSiteFlag) = 1;                                               // quick to start
   startPython();
 }
 

@@ -153,8 +153,10 @@ def catch():
                                         [&] { invoke(catching); },
                                         [&] { hasAttribute(main, "missing"); },
                                         [&] { getField<int>(main, "missing"); },
-                                        [&] { PY(PyErr_Print)
-                                              (); }};
+                                        [&] {
+                                          PY(PyErr_Print)
+                                          ();
+                                        }};
   for (const auto &use : uses) {
     SCOPED_TRACE(&use - uses);
     int ends = 0;
