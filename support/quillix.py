@@ -44,6 +44,7 @@ still pending when a function of this module is called is taken, and is what
 
 import __builtin__
 import atexit
+import copy
 import functools
 import itertools
 import os
@@ -122,9 +123,13 @@ def _module(name):
     """Import a module; None where there is none of that name."""
     try:
         __import__(name)
-    except ImportError:
-        # Raised by the import itself, or by code of the module?
-        if sys.exc_info()[2].tb_next is None:
+    except ImportError as error:
+        # Raised by the import itself, which did not find it, or by what is
+        # there: code of the module, or a library that cannot be loaded?
+        missing = 'No module named '
+        if (sys.exc_info()[2].tb_next is None and
+                str(error).startswith(missing) and
+                ('.' + name).endswith('.' + str(error)[len(missing):])):
             return None
         raise
     return sys.modules[name]
@@ -181,25 +186,57 @@ def _callable(target):
 
 # Values and texts.
 
+def _plain(made):
+    """Return a text, also of a subclass, as a bare str in UTF-8."""
+    if isinstance(made, unicode):
+        return unicode.encode(made, 'utf-8')
+    return str.__str__(made)
+
+
 def _text(given):
     """Return the text of anything, in UTF-8, whatever its class does."""
     for convert in (str, unicode, repr):
         try:
-            made = convert(given)
-            return made.encode('utf-8') if type(made) is unicode else made
+            return _plain(convert(given))
         except:  # noqa: E722, an old-style class can be raised as well
             pass
     return '<%s>' % _type_name(given)
+
+
+# A metaclass may hide these behind attributes of its own, which may raise.
+
+def _class_name(kind):
+    if issubclass(type(kind), type):
+        return type.__dict__['__name__'].__get__(kind)
+    return kind.__name__
+
+
+def _class_module(kind):
+    try:
+        if issubclass(type(kind), type):
+            return _text(type.__dict__['__module__'].__get__(kind))
+        return _text(kind.__module__)
+    except AttributeError:
+        return ''
+
+
+_HEAP_TYPE = 1 << 9
+
+
+def _is_capsule(kind):
+    """Tell Python's own class from one of that name."""
+    return (_class_name(kind) == 'PyCapsule' and
+            not type.__dict__['__flags__'].__get__(kind) & _HEAP_TYPE)
 
 
 def _type_name(given):
     kind = type(given)
     if kind is types.InstanceType:
         kind = given.__class__
-    module = getattr(kind, '__module__', '__builtin__')
-    if module in ('__builtin__', 'exceptions'):
-        return kind.__name__
-    return '%s.%s' % (module, kind.__name__)
+    module = _class_module(kind)
+    if module in ('__builtin__', 'exceptions', ''):
+        return _class_name(kind)
+    return '%s.%s' % (module, _class_name(kind))
 
 
 def _readable(line):
@@ -213,64 +250,117 @@ def _readable(line):
     return line
 
 
-def _value(given, outer=()):
-    """Return `given` as the module's description says of values.
+class _Conversion(object):
+    """Makes values as the module's description says, each container once.
 
-    `outer` has the ids of the containers around it: one that contains
-    itself is written there as Python's repr() writes it.
+    A container that contains itself is written there as Python's repr()
+    writes it.  Where a container stands in more than one place, so does
+    what was made of it.
     """
-    kind = type(given)
-    if given is None or kind in (str, bool, float, long):
-        if kind is long and not -2 ** 63 <= given < 2 ** 64:
+
+    def __init__(self, with_host_objects=True):
+        self._with_host_objects = with_host_objects
+        # By id: a container, what was made of it, and the ids of those
+        # around it that are cut off in there.
+        self._made = {}
+        self._around = set()
+        self._cut = set()
+
+    def value(self, given):
+        kind = type(given)
+        if given is None or kind in (str, bool, float, long):
+            if kind is long and not -2 ** 63 <= given < 2 ** 64:
+                return str(given)
+            return given
+        if issubclass(kind, int):
+            return int.__long__(given)
+        if issubclass(kind, long):
+            return self.value(long.__long__(given))
+        if issubclass(kind, str):
+            return str.__str__(given)
+        if issubclass(kind, unicode):
+            return unicode.encode(given, 'utf-8')
+        if issubclass(kind, float):
+            return float.__pos__(given)
+        if issubclass(kind, bytearray):
+            return bytearray.__str__(given)
+        if kind is buffer:
             return str(given)
-        return given
-    if issubclass(kind, (int, long)):
-        return _value(long(given))
-    if issubclass(kind, str):
-        return str.__str__(given)
-    if issubclass(kind, unicode):
-        return unicode.encode(given, 'utf-8')
-    if issubclass(kind, float):
-        return float.__pos__(given)
-    if issubclass(kind, (bytearray, buffer)):
-        return str(given)
-    if kind is memoryview:
-        return given.tobytes()
-    if kind.__name__ == 'PyCapsule':
-        return given
-    if issubclass(kind, dict):
-        if id(given) in outer:
-            return '{...}'
-        outer += (id(given),)
-        return dict((_key(key, outer), _value(item, outer))
+        if kind is memoryview:
+            return given.tobytes()
+        if issubclass(kind, dict):
+            return self._container(given, self._dict, '{...}')
+        if issubclass(kind, (list, tuple, set, frozenset)):
+            return self._container(given, self._tuple, '[...]')
+        if self._with_host_objects and _is_capsule(kind):
+            return given
+        return _text(given)
+
+    def _container(self, given, make, mark):
+        number = id(given)
+        if number in self._around:
+            self._cut.add(number)
+            return mark
+        if number in self._made:
+            _, made, cut = self._made[number]
+            if cut <= self._around:
+                self._cut |= cut
+                return made
+        cut_beside, self._cut = self._cut, set()
+        self._around.add(number)
+        try:
+            made = make(given)
+        finally:
+            self._around.remove(number)
+        self._cut.discard(number)
+        self._made[number] = given, made, self._cut
+        self._cut = self._cut | cut_beside
+        return made
+
+    def _dict(self, given):
+        return dict((self._key(key), self.value(item))
                     for key, item in given.items())
-    if issubclass(kind, (list, tuple, set, frozenset)):
-        if id(given) in outer:
-            return '[...]'
-        outer += (id(given),)
-        return tuple([_value(item, outer) for item in given])
-    return _text(given)
+
+    def _tuple(self, given):
+        return tuple([self.value(item) for item in given])
+
+    def _key(self, key):
+        made = self.value(key)
+        try:
+            hash(made)
+        except TypeError:
+            return _text(key)
+        return made
 
 
-def _key(key, outer):
-    made = _value(key, outer)
-    try:
-        hash(made)
-    except TypeError:
-        return _text(key)
-    return made
+def _value(given):
+    return _Conversion().value(given)
 
 
-def _decoded(given):
-    """Return `given` with every text as unicode, but for kept names."""
+def _decoded(given, known=None):
+    """Return `given` with every text as unicode, but for kept names.
+
+    known: what became of the containers so far, by their ids.
+    """
     if isinstance(given, str):
         return given if _is_kept_name(given) else given.decode('utf-8')
-    if isinstance(given, (list, tuple)):
-        return type(given)(map(_decoded, given))
-    if isinstance(given, dict):
-        return dict((_decoded(key), _decoded(item))
-                    for key, item in given.items())
-    return given
+    if not isinstance(given, (list, tuple, dict)):
+        return given
+    known = {} if known is None else known
+    if id(given) not in known:
+        if isinstance(given, tuple):
+            # Not by the class's own rules: a named tuple takes its items
+            # one by one.
+            known[id(given)] = tuple.__new__(
+                type(given), [_decoded(item, known) for item in given])
+        elif isinstance(given, list):
+            made = known[id(given)] = copy.copy(given)
+            made[:] = [_decoded(item, known) for item in given]
+        else:
+            made = known[id(given)] = {}
+            for key, item in given.items():
+                made[_decoded(key, known)] = _decoded(item, known)
+    return known[id(given)]
 
 
 # Errors.
@@ -278,10 +368,17 @@ def _decoded(given):
 class Error(Exception):
     """What the functions of this module raise, with one line about it."""
 
+    def __init__(self, *arguments):
+        Exception.__init__(self, *arguments)
+        # Python makes the instance when somebody catches what _raise()
+        # raised.
+        last = _objects.last_error
+        told = len(arguments) == 1 and arguments[0] is last['text']
+        self._description = last if told else None
+
 
 _NO_ERROR = {'class': '', 'module': '', 'message': '', 'text': '',
              'arguments': (), 'traceback': '', 'file': '', 'line': 0L}
-_last_error = _NO_ERROR
 
 
 def _here(traceback):
@@ -290,44 +387,70 @@ def _here(traceback):
 
 def _note_error():
     """Describe the exception that is being handled; return it in a line."""
-    global _last_error
     kind, raised, position = sys.exc_info()
     try:
+        description = None
         if kind is Error:
-            return _text(raised)
-        message = _text(raised)
-        if issubclass(kind, SyntaxError):
-            message = _text(raised.msg or '')
-        line = kind.__name__ + (': ' + message if message else '')
-        while position is not None and _here(position):
-            position = position.tb_next
-        _last_error = {
-            'class': kind.__name__,
-            'module': _text(getattr(kind, '__module__', '')),
-            'message': _readable(message),
-            'text': _readable(line),
-            'arguments': _arguments_of(raised),
-            'traceback': _traceback(kind, raised, position, line),
-            'file': '',
-            'line': 0L,
-        }
-        if issubclass(kind, SyntaxError):
-            _last_error['file'] = _text(raised.filename or '')
-            _last_error['line'] = long(raised.lineno or 0)
-        elif position is not None:
-            while position.tb_next is not None:
+            description = getattr(raised, '_description', None)
+        if description is None:
+            while position is not None and _here(position):
                 position = position.tb_next
-            _last_error['file'] = position.tb_frame.f_code.co_filename
-            _last_error['line'] = long(position.tb_lineno)
-        return _last_error['text']
+            description = _description(kind, raised, position)
+        _objects.last_error = description
+        return description['text']
     finally:
         del position, raised
 
 
-def _arguments_of(raised):
+def _description(kind, raised, position):
+    """Describe an exception, whatever its class does."""
+    name = _class_name(kind)
+    is_syntax_error = issubclass(kind, SyntaxError)
+    message = _text(raised)
+    if is_syntax_error:
+        told = _attribute_of(raised, 'msg')
+        message = '' if told is None else _text(told)
+    line = _readable(name + (': ' + message if message else ''))
+    file_name, number = _place(raised, position, is_syntax_error)
+    return {
+        'class': name,
+        'module': _class_module(kind),
+        'message': _readable(message),
+        'text': line,
+        'arguments': _arguments_of(raised),
+        'traceback': _traceback(kind, raised, position, line),
+        'file': file_name,
+        'line': number,
+    }
+
+
+def _attribute_of(raised, name):
     try:
-        return _value(tuple(raised.args))
-    except:  # noqa: E722, any class can be raised, with any `args` or none
+        return getattr(raised, name)
+    except:  # noqa: E722, any class can be raised
+        return None
+
+
+def _place(raised, position, is_syntax_error):
+    """Return where it was raised: a file and a line."""
+    if is_syntax_error:
+        file_name = _attribute_of(raised, 'filename')
+        number = _attribute_of(raised, 'lineno')
+        if isinstance(file_name, basestring) and file_name:
+            is_number = isinstance(number, (int, long))
+            return _plain(file_name), _value(number) if is_number else 0L
+    if position is None:
+        return '', 0L
+    while position.tb_next is not None:
+        position = position.tb_next
+    return position.tb_frame.f_code.co_filename, long(position.tb_lineno)
+
+
+def _arguments_of(raised):
+    # What is kept here must not keep an object of the host alive.
+    try:
+        return _Conversion(with_host_objects=False).value(tuple(raised.args))
+    except:  # noqa: E722, with any `args` or none
         return ()
 
 
@@ -336,21 +459,24 @@ def _traceback(kind, raised, position, line):
     lines = traceback.format_tb(position)
     if lines:
         lines.insert(0, 'Traceback (most recent call last):\n')
-    if issubclass(kind, SyntaxError):
-        lines += traceback.format_exception_only(kind, raised)
-    else:
-        lines.append(line + '\n')
-    return ''.join(map(_readable, lines))
+    try:
+        if issubclass(kind, SyntaxError):
+            told = traceback.format_exception_only(kind, raised)
+        else:
+            told = [line + '\n']
+        return ''.join(map(_readable, lines + told))
+    except:  # noqa: E722, a SyntaxError of odd parts
+        return ''.join(map(_readable, lines)) + line + '\n'
 
 
 def _note_pending():
     """Take and describe an error that was pending when host code called.
 
-    A loop that ends looks whether an error is set, and raises it.
+    What takes a C number looks whether -1 stands for an error, and raises
+    it; the end of a loop would do so too, but swallow a StopIteration.
     """
     try:
-        for _ in ():
-            pass
+        xrange(-1)
     except:  # noqa: E722, whatever it is
         _note_error()
 
@@ -409,7 +535,7 @@ def last_error():
     prints it; "file" and "line", where it was raised.  All are empty while
     nothing has failed.
     """
-    return dict(_last_error)
+    return dict(_objects.last_error)
 
 
 # Calls.
@@ -673,7 +799,9 @@ class _Batches(object):
         self._iterator = iter(iterable)
         self._error = None
 
-    def take(self, count):
+    is_batches = True  # also for the class of before a reload
+
+    def take(self, count, convert):
         """Return up to `count` items; a failure waits for the next call."""
         if self._error is not None:
             kind, raised, position = self._error
@@ -682,7 +810,7 @@ class _Batches(object):
         items = []
         try:
             for item in itertools.islice(self._iterator, count):
-                items.append(item)
+                items.append(convert(item))
         except:  # noqa: E722, raised again, or by the next call
             if not items:
                 raise
@@ -702,16 +830,16 @@ def iterate(given):
     return _keep(_Batches(_object(given)))
 
 
-def _next(name, count):
+def _next(name, count, convert):
     if count < 1:
         raise ValueError('a batch has at least one item')
     batches = _object(name)
-    if not isinstance(batches, _Batches):
+    if not hasattr(type(batches), 'is_batches'):
         raise TypeError('%s is not from iterate()' % _text(name))
-    items = batches.take(count)
+    items = batches.take(count, convert)
     if not items:
         sys.modules.pop(name, None)
-    return items
+    return tuple(items)
 
 
 @_public
@@ -721,10 +849,11 @@ def next_items(name, count=100):
     name: what iterate() gave.  count: how many items at most.
 
     Result: a tuple.  The empty tuple says that there are no more; `name` is
-    then released.  Errors: whatever the iterable raises, once the items
-    before that have been handed out; ValueError for a count below 1.
+    then released.  Errors: whatever the iterable raises, or reading an item
+    does, once the items before that have been handed out; the next call goes
+    on behind it.  ValueError for a count below 1.
     """
-    return tuple(map(_value, _next(name, count)))
+    return _next(name, count, _value)
 
 
 @_public
@@ -735,14 +864,12 @@ def next_objects(name, count=100):
 
     Result: a tuple of names, empty when there are no more items.
     """
-    return tuple(map(_keep, _next(name, count)))
+    return _next(name, count, _keep)
 
 
 # Source code.
 
 _REMEMBERED_SOURCES = 32
-_source_numbers = itertools.count(1)
-_sources = []
 
 
 def _compile(source, filename, mode):
@@ -756,12 +883,12 @@ def _compile(source, filename, mode):
     if isinstance(source, unicode):
         source = source.encode('utf-8')
     if filename is None:
-        filename = '<source %d>' % next(_source_numbers)
+        filename = '<source %d>' % next(_objects.source_numbers)
         lines = source.splitlines(True)
         linecache.cache[filename] = len(source), None, lines, filename
-        _sources.append(filename)
-        if len(_sources) > _REMEMBERED_SOURCES:
-            linecache.cache.pop(_sources.pop(0), None)
+        _objects.sources.append(filename)
+        if len(_objects.sources) > _REMEMBERED_SOURCES:
+            linecache.cache.pop(_objects.sources.pop(0), None)
     bom = '\xef\xbb\xbf'
     head = source.splitlines()[:2]
     if not source.startswith(bom) and not any(
@@ -867,10 +994,13 @@ def run_script(path, arguments=()):
     Result: the exit status.  Errors: whatever is raised, but SystemExit.
     """
     import runpy
+    import zipfile
     before = vars(sys).get('argv'), sys.path, sys.path[:]
     try:
         sys.argv = [path] + map(_text, _sequence(arguments))
-        sys.path.insert(0, os.path.dirname(os.path.abspath(path)))
+        if not os.path.isdir(path) and not zipfile.is_zipfile(path):
+            # Else runpy puts the folder or zip file itself there.
+            sys.path.insert(0, os.path.dirname(os.path.abspath(path)))
         runpy.run_path(path, run_name='__main__')
         return 0L
     except SystemExit as end:
@@ -1095,6 +1225,41 @@ def _state():
             [(name, os.environ.get(name)) for name in _ENVIRONMENT_VARIABLES])
 
 
+def _without(old, inside, now):
+    """Return the folders `now` as they would be had they never been `inside`.
+
+    What came before or behind those stays there; what has gone stays away.
+    """
+    known = [folder in inside for folder in now]
+    first = known.index(True) if True in known else 0
+    back = [folder for folder in old if folder in now or folder not in inside]
+    return (now[:first] + back +
+            [folder for folder in now[first:]
+             if folder not in inside and folder not in back])
+
+
+def _leave():
+    """Undo what entering the active environment changed, and no more."""
+    inside, outside, now = _objects.inside, _objects.outside, _state()
+
+    def unchanged(part):
+        return [(name, old if new == entered else new)
+                for (name, old), (_, entered), (_, new) in
+                zip(outside[part], inside[part], now[part])]
+
+    def folders(state):
+        path = dict(state[2])['PATH']
+        return path.split(os.pathsep) if path else []
+
+    variables = dict(unchanged(2))
+    if variables['PATH'] != dict(outside[2])['PATH']:
+        variables['PATH'] = os.pathsep.join(
+            _without(folders(outside), folders(inside), folders(now)))
+    _set_state((_without(outside[0], inside[0], now[0]), unchanged(1),
+                variables.items()))
+    _objects.environment = None
+
+
 def _set_state(state):
     path, attributes, variables = state
     sys.path[:] = path
@@ -1150,7 +1315,7 @@ def activate(path):
     active = _objects.environment
     before = _state()
     if active is not None:
-        _set_state(_objects.outside)
+        _leave()
     outside = _state()
     try:
         for programs in 'bin', 'Scripts':
@@ -1162,8 +1327,10 @@ def activate(path):
             _enter(folder)
     except:  # noqa: E722, raised again
         _set_state(before)
+        _objects.environment = active
         raise
-    _objects.environment, _objects.outside = folder, outside
+    _objects.environment = folder
+    _objects.outside, _objects.inside = outside, _state()
     return folder
 
 
@@ -1177,19 +1344,23 @@ def deactivate():
     """
     if _objects.environment is None:
         return False
-    _set_state(_objects.outside)
-    _objects.environment = None
+    _leave()
     return True
 
 
 # Kept with the objects, so that nothing is lost when this module is reloaded.
 if _PREFIX[:-1] in sys.modules:
     _objects = sys.modules[_PREFIX[:-1]]
+    Error = _objects.Error
 else:
     _objects = _Objects(_PREFIX[:-1], _Objects.__doc__)
+    _objects.Error = Error
+    _objects.last_error = _NO_ERROR
     _objects.numbers = itertools.count(1)
+    _objects.source_numbers = itertools.count(1)
+    _objects.sources = []
     _objects.streams = {}
-    _objects.environment = _objects.outside = None
+    _objects.environment = _objects.outside = _objects.inside = None
     sys.modules[_PREFIX[:-1]] = _objects
     sys.modules[_NONE] = None
     # While Python still has all that they need to go.

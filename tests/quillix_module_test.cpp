@@ -135,12 +135,95 @@ last_error()['class'] => 'ZeroDivisionError'
             "!Told: [Errno 2] \xc3\xa4");
 }
 
+// Whatever its class does, or its metaclass, and whatever is said to be the place of a SyntaxError.
+TEST_F(QuillixModuleTest, tellsErrorsThatAreOdd) {
+  play(R"py(
+import imp
+class Meta(type):
+  __name__ = __module__ = property(lambda self: 1 / 0)
+class Veiled(Exception): __metaclass__ = Meta
+class Closed(Exception):
+  def __getattribute__(self, name): raise KeyError
+class Mute(object):
+  __metaclass__ = Meta
+  __str__ = __repr__ = __unicode__ = __nonzero__ = lambda self: 1 / 0
+def fail(raised): raise raised
+def odd(**parts):
+  raised = SyntaxError('odd')
+  for part in parts.items(): setattr(raised, *part)
+  return raised
+def told(raised):
+  try: call('__main__.fail', (raised,))
+  except Error as e: return str(e), last_error()['file'], last_error()['line']
+write('extension' + [suffix for suffix, _, kind in imp.get_suffixes() if kind == 3][0], 'none')
+insert_path(folder)
+def tell(*arguments):
+  try: call(*arguments)
+  except Error: return last_error()['class']
+told(Veiled('x'))[0], told(Closed('x'))[0], text(Mute()) => ('Veiled: x', 'Closed: x', '<__main__.Mute>')
+told(odd(lineno='five', filename='f')) => ('SyntaxError: odd', 'f', 0L)
+told(odd(lineno=5, filename='f', text=5, offset='x')) => ('SyntaxError: odd', 'f', 5L)
+told(odd(msg=5)), told(odd(msg=None))[0] => (('SyntaxError: 5', '<string>', 11L), 'SyntaxError')
+told(odd(msg=Mute(), filename=Mute(), text=Mute()))[1:] => ('<string>', 11L)
+tell('extension.f') => 'ImportError'
+)py");
+}
+
+// One that user code raises, or catches and raises again when there has been another since.
+TEST_F(QuillixModuleTest, tellsItsOwnErrorsOfUsers) {
+  play(R"py(
+def mine(): raise Error('mine')
+def again():
+  try: call('int', ('x',))
+  except Error as first: pass
+  try: call('nowhere')
+  except Error: pass
+  raise first
+call('__main__.mine') => !Error: mine
+map(last_error().get, ['class', 'module', 'message', 'file']) => ['Error', 'quillix', 'mine', '<string>']
+call('__main__.again') => !ValueError: invalid literal for int() with base 10: 'x'
+map(last_error().get, ['class', 'arguments']) => ['ValueError', ("invalid literal for int() with base 10: 'x'",)]
+)py");
+  // What is remembered of it keeps no object of the host.
+  runPython("def fail(*given): raise ValueError(given)");
+  const Object object = host::newFolderItem("somewhere"), arguments = newParameters(2);
+  {
+    const Object given = newParameters(1);
+    put(given, 0, object);
+    put(arguments, 0, "__main__.fail");
+    arguments.assign(declarationOf(arguments.type(), kWrapperAccessors[0]).c_str(), 1, given);
+  }
+  EXPECT_EQ(invoke(function("call"), arguments), nullptr);
+  clearError();
+  arguments.call("Constructor(parameterCount as Integer)", 0);
+  EXPECT_EQ(object.locks(), 1U);
+}
+
+TEST_F(QuillixModuleTest, tellsEachThreadItsOwnError) {
+  play(R"py(
+import threading
+wrong = []
+def work(name):
+  for i in range(200):
+    try: call('int', (name,))
+    except Error as e: wrong.extend([str(e)] if repr(name) not in str(e) else [])
+threads = [threading.Thread(target=work, args=('x%d' % i,)) for i in range(8)]
+interval = sys.getcheckinterval()
+sys.setcheckinterval(1)
+for thread in threads: thread.start()
+for thread in threads: thread.join()
+sys.setcheckinterval(interval)
+wrong => []
+)py");
+}
+
 // The error of any other call, as long as nobody took it.
 TEST_F(QuillixModuleTest, tellsPendingErrors) {
   play(R"py(
 class Failure(Exception): pass
 def fail(what):
   raise what, u'\xe4'
+def stop(): raise StopIteration
 write('broken.py', 'def f(:'); insert_path(folder)
 )py");
   const Object main = getModule("__main__"), fail = getFunction(main, "fail"),
@@ -152,6 +235,7 @@ write('broken.py', 'def f(:'); insert_path(folder)
       {[&] { getField<int>(main, "none"); },
        "AttributeError: 'module' object has no attribute 'none'"},
       {[&] { setError(20, "of the host"); }, "ValueError: of the host"},
+      {[&] { invoke(getFunction(main, "stop")); }, "StopIteration"},
       {[&] { invoke(fail, tupleOf("(Failure,)")); }, "Failure: \xc3\xa4"},
   };
   Object told;
@@ -307,7 +391,7 @@ value((Text('own'), Word(), Mute())) => ('own', '\xc3\xa4', '<__main__.Mute>')
 map(type, value((Text('own'), Real(2.5)))) => [<type 'str'>, <type 'float'>]
 value((ring, knot)) => ((1L, '[...]'), {'k': ('{...}',)})
 value([ring[:1], ring[:1], {Key(): 1}]) => ((1L,), (1L,), {'{}': 1L})
-value(Number(5)) => !ZeroDivisionError: integer division or modulo by zero
+value(Number(5)) => 5L
 text(evaluate_object('Word()', '__main__')), text(ring) => ('\xc3\xa4', '[1, [...]]')
 represent('a\xc3\xa4') => "'a\\xc3\\xa4'"
 represent(Mute()) => !ValueError
@@ -515,6 +599,71 @@ public = set(name for name, f in vars(quillix).items()
 public.symmetric_difference(quillix.__all__) => set([])
 [name for name in quillix.__all__ if not getattr(quillix, name).__doc__] => []
 )py");
+}
+
+// What the values' own classes would make of it does not count, nor how often a container is met.
+TEST_F(QuillixModuleTest, readsValuesOfOddClasses) {
+  play(R"py(
+import collections
+class U(unicode): pass
+class S(str):
+  __str__ = lambda self: 1 / 0
+class Spoken(object):
+  __unicode__ = lambda self: U(u'\xe4')
+  __str__ = lambda self: 1 / 0
+class Written(object): __str__ = lambda self: S('s')
+class PyCapsule(object): __repr__ = lambda self: 'no capsule'
+class Long(long): __long__ = lambda self: 1 / 0
+class Bytes(bytearray): __str__ = lambda self: 1 / 0
+class Items(list): pass
+Point = collections.namedtuple('Point', 'x y')
+diamond = circle = []
+for i in range(60): diamond = [diamond, {1: diamond}]
+circle.append(diamond)
+def depth(v): return 1 + depth(v[0]) if v and v[0] != '[...]' else 0
+def echo(*given): return map(repr, given)
+map(lambda given: type(given()), [lambda: text(Spoken()), lambda: value(Spoken()), lambda: text(Written())]) == [str] * 3 => True
+text(Spoken()), text(Written()), text(U(u'\xe4')) => ('\xc3\xa4', 's', '\xc3\xa4')
+value([PyCapsule(), Long(7), Long(2 ** 65), Bytes('b')]) => ('no capsule', 7L, '36893488147419103232', 'b')
+depth(value(diamond)), depth(call('copy.copy', (diamond,))) => (60, 61)
+call_unicode('__main__.echo', (Point('x', ('y',)), Items('z'))) => ("Point(x=u'x', y=(u'y',))", "[u'z']")
+call_unicode('len', (diamond,)), call_unicode('type', (Items(),)) => (2L, "<class '__main__.Items'>")
+)py");
+}
+
+// An item that cannot be read is an error in its place, and the module may be reloaded meanwhile.
+TEST_F(QuillixModuleTest, iteratesOnBehindAFailure) {
+  play(R"py(
+import quillix
+class Bad(dict): items = lambda self: 1 / 0
+name = iterate([1, Bad(), 3, 4])
+next_items(name) => (1L,)
+next_items(name) => !ZeroDivisionError: integer division or modulo by zero
+next_items(name, 1) => (3L,)
+reload(quillix).Error is Error, quillix.last_error()['class'] => (True, 'ZeroDivisionError')
+quillix.next_items(name), quillix.next_items(name) => ((4L,), ())
+)py");
+}
+
+TEST_F(QuillixModuleTest, leavesWhatCameAfterActivation) {
+  play(R"py(
+packages = 'env/lib/python2.7/site-packages/'
+write(packages + 'inside.py', ''); write('program/__main__.py', 'import sys; sys.exit(path in sys.path)')
+write('program/path.py', '')
+before, programs = list(sys.path), os.environ['PATH']
+environment = activate(path('env'))
+inside = path(packages).rstrip('/')
+sys.path.append('later'); sys.path.insert(0, 'first'); os.environ['PATH'] += os.pathsep + 'later'
+sys.path[:2] == ['first', inside] => True
+deactivate() => True
+sys.path == ['first'] + before + ['later'] => True
+os.environ['PATH'] == programs + os.pathsep + 'later' => True
+os.environ['PATH'], sys.path[:] = programs, before
+write('program/__main__.py', 'import sys; print len([1 for folder in sys.path if folder.startswith(%r)])' % folder)
+)py");
+  attachConsole();
+  EXPECT_EQ(ask("run_script(path('program'))"), "0L");
+  EXPECT_EQ(heard(), "1|\n|") << "the folder itself, not the one around it";
 }
 
 } // namespace
