@@ -58,9 +58,10 @@ const char *const cli::kCallHelp =
 Imports a Python 2.7 file and calls one of its functions. What Python prints appears as it comes,
 then the result, much as Python would write it.
 
-An ARGUMENT that is a whole number of up to 64 bits becomes an int or, beyond 32 bits, a long;
-another number becomes a float; true and false become bools; all else becomes a str, and so does
-anything in double quotes of its own, without them: '"42"'.
+An ARGUMENT that is a whole number of up to 64 bits becomes an int or, beyond 32 bits, a long; a
+number with a point or an exponent becomes a float; true and false become bools; all else, a larger
+whole number too, becomes a str, and so does anything in double quotes of its own, without them:
+'"42"'. The name of FILE is that of a module: it has no dot, and no other module has it.
 
   cd examples/text_analysis
   quillix-host call text_analysis.py analyse declaration.txt
@@ -75,10 +76,13 @@ int cli::call(Arguments arguments) {
   const std::filesystem::path file = std::filesystem::absolute(arguments[0]);
   if (file.extension() != ".py" || !std::filesystem::is_regular_file(file))
     return badUsage(std::string(arguments[0]) + " is no Python file", kCallHelp);
+  if (file.stem().string().find('.') != std::string::npos)
+    return badUsage(std::string(arguments[0]) + " has a dot in its name, which no module has",
+                    kCallHelp);
   if (!startPython(file.parent_path().string()))
     return kFailure;
   // A statement of its own, so that the tuple is gone before Python stops.
   const int result =
-      callFunction(file.stem().string(), arguments[1], tupleOf(arguments.subspan(2)));
+      callFunction(file.string(), arguments[1], tupleOf(arguments.subspan(2)));
   return stopPython(result);
 }

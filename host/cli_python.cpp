@@ -16,7 +16,7 @@ using host::Object;
 // it, and an error with its class and traceback. The file's folder, which AddSearchPath put behind
 // Python's own, goes to the front, as Python has it for a script. Python 2.7.
 constexpr const char *kHelper = R"PYTHON(
-import sys, traceback
+import os, sys, traceback
 
 def carry(value, outer=()):
     kind = type(value)
@@ -31,10 +31,19 @@ def carry(value, outer=()):
         return (kind.__name__,) + tuple(carry(item, outer + (id(value),)) for item in items)
     return ('repr', repr(value))
 
-def run(module, function, arguments):
+def same(one, other):
+    return (one is not None and
+            os.path.splitext(os.path.realpath(one))[0] == os.path.splitext(os.path.realpath(other))[0])
+
+def run(file, function, arguments):
     sys.path.insert(0, sys.path.pop())
+    name = os.path.splitext(os.path.basename(file))[0]
     try:
-        return ('value', carry(getattr(__import__(module), function)(*arguments)))
+        module = __import__(name)
+        found = getattr(module, '__file__', None)
+        if not same(found, file):
+            return ('another', found or 'a module of Python itself')
+        return ('value', carry(getattr(module, function)(*arguments)))
     except:  # SystemExit and the like too: the host program decides when it ends
         kind, error = sys.exc_info()[:2]
         trace = traceback.format_exception(kind, error, sys.exc_info()[2].tb_next)
@@ -42,7 +51,7 @@ def run(module, function, arguments):
 )PYTHON";
 
 constexpr const char *kRun =
-    "eval(compile(source, 'quillix-host', 'exec')) or run(module, function, arguments)";
+    "eval(compile(source, 'quillix-host', 'exec')) or run(file, function, arguments)";
 
 constinit bool gLineBegun = false; // by what Python printed last
 
@@ -81,12 +90,12 @@ int cli::stopPython(int result) {
   return finish(result);
 }
 
-int cli::callFunction(std::string_view module, std::string_view function, const Object &arguments) {
+int cli::callFunction(const std::string &file, std::string_view function, const Object &arguments) {
   constexpr const char *kStringKey = "StringValue(key as String) as String";
   constexpr const char *kStringIndex = "StringValue(index as Integer) as String";
   const Object globals = host::create("PythonDictionary", "Constructor()");
   globals.assign(kStringKey, "source", kHelper);
-  globals.assign(kStringKey, "module", module);
+  globals.assign(kStringKey, "file", file);
   globals.assign(kStringKey, "function", function);
   globals.call("SetValue(key as String, value as PythonEntityBase)", "arguments", arguments);
 
@@ -107,9 +116,15 @@ int cli::callFunction(std::string_view module, std::string_view function, const 
     return kFailure;
   }
   const auto outcome = result.call<Object>("TupleValue() as PythonParameters");
-  if (outcome.call<std::string>(kStringIndex, 0) == "error") {
+  const auto kind = outcome.call<std::string>(kStringIndex, 0);
+  if (kind == "error") {
     std::fputs(outcome.call<std::string>(kStringIndex, 1).c_str(), stderr);
     return kFailure;
+  }
+  if (kind == "another") {
+    std::fprintf(stderr, "quillix-host: %s has the name of another module, which Python finds: %s\n",
+                 file.c_str(), outcome.call<std::string>(kStringIndex, 1).c_str());
+    return kBadUsage;
   }
   print((gLineBegun ? "\n" : "") + textOf(outcome, 1) + '\n');
   return kSuccess;

@@ -173,8 +173,11 @@ void addLock(Block *block, const char *user) {
 }
 
 void destroy(REALobject object) {
-  if (object->attachments && object->attachments->destroyed)
-    object->attachments->destroyed();
+  if (object->attachments && object->attachments->destroyed) {
+    std::exchange(object->attachments->destroyed, {})();
+    if (object->locks != 0)
+      return; // the hook keeps it
+  }
   object->magic = kDyingObject;
   for (const ClassFunction destructor : object->type->destructors)
     destructor(object);

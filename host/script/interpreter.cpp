@@ -392,7 +392,12 @@ Value Interpreter::construct(const std::string &className, const Values &argumen
 void Interpreter::destroyed(REALobject raw) {
   ++raw->locks; // the destructor may take and give back locks
   for (const Candidate &destructor : methods(raw->type, "Destructor"))
-    guarded([&] { callFunction(destructor, host::Object::share(raw), {}); });
+    guarded([&] {
+      callFunction(destructor, host::Object::share(raw), {});
+      if (raw->locks > 1)
+        throw Error("a destructor cannot keep its object",
+                    destructor.function->body.front().line);
+    });
   dying_.push_back(std::move(fields_[raw]));
   fields_.erase(raw);
   --raw->locks;

@@ -99,7 +99,8 @@ const Offer kTextOffers[] = {
      [](const Value &s, Arguments a) { return text(part(s.text(), 0, integerAt(a, 0))); }},
     {"Right", 1, 1,
      [](const Value &s, Arguments a) {
-       return text(part(s.text(), lengthOf(s.text()) - integerAt(a, 0), INT64_MAX));
+       const std::int64_t count = std::max<std::int64_t>(integerAt(a, 0), 0);
+       return text(part(s.text(), lengthOf(s.text()) - count, INT64_MAX));
      }},
     {"Middle", 1, 2,
      [](const Value &s, Arguments a) {
