@@ -82,7 +82,6 @@ int cli::call(Arguments arguments) {
   if (!startPython(file.parent_path().string()))
     return kFailure;
   // A statement of its own, so that the tuple is gone before Python stops.
-  const int result =
-      callFunction(file.string(), arguments[1], tupleOf(arguments.subspan(2)));
+  const int result = callFunction(file.string(), arguments[1], tupleOf(arguments.subspan(2)));
   return stopPython(result);
 }

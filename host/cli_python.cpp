@@ -122,7 +122,8 @@ int cli::callFunction(const std::string &file, std::string_view function, const 
     return kFailure;
   }
   if (kind == "another") {
-    std::fprintf(stderr, "quillix-host: %s has the name of another module, which Python finds: %s\n",
+    std::fprintf(stderr,
+                 "quillix-host: %s has the name of another module, which Python finds: %s\n",
                  file.c_str(), outcome.call<std::string>(kStringIndex, 1).c_str());
     return kBadUsage;
   }

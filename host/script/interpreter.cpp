@@ -395,8 +395,7 @@ void Interpreter::destroyed(REALobject raw) {
     guarded([&] {
       callFunction(destructor, host::Object::share(raw), {});
       if (raw->locks > 1)
-        throw Error("a destructor cannot keep its object",
-                    destructor.function->body.front().line);
+        throw Error("a destructor cannot keep its object", destructor.function->body.front().line);
     });
   dying_.push_back(std::move(fields_[raw]));
   fields_.erase(raw);
