@@ -10,7 +10,7 @@
 #include <string>
 #include <string_view>
 
-#include "host/heap.h"
+#include "host/runtime/heap.h"
 
 namespace bench {
 

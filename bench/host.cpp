@@ -3,8 +3,8 @@
 
 #include "bench/bench.h"
 
-#include "host/classes.h"
-#include "host/runtime.h"
+#include "host/runtime/classes.h"
+#include "host/runtime/runtime.h"
 
 namespace bench {
 namespace {

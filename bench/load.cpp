@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <exception>
 
-#include "host/runtime.h"
+#include "host/runtime/runtime.h"
 
 int main(int, char **arguments) {
   try {

@@ -12,7 +12,7 @@
 #include <malloc.h>
 #endif
 
-#include "host/call.h"
+#include "host/runtime/call.h"
 
 namespace bench {
 namespace {

@@ -7,7 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "host/call.h"
+#include "host/runtime/call.h"
 
 namespace bench {
 namespace {

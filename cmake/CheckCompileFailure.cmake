@@ -1,7 +1,7 @@
 # Checks that SOURCE does not compile, with the diagnostic that its first line names:
 #
 #   // expect: setter must take
-#   #include "plugin/declare.h"
+#   #include "boundary/declare.h"
 #   #ifdef CONTROL
 #   ... the nearest code that does compile, so that the failure is about nothing else
 #   #else

@@ -28,12 +28,12 @@ in all: 1 module, 2 classes
 """
 
 FILES = {
-    "plugin/reference.md": "# Reference\n\nText.\n\n## Task\n\n- Base\n- Box\n- Codes\n\n{class tree}\n",
-    "python/codes.md": "# Codes\nNumbers.\n\n## Table: Constants\n\n| Name | Meaning |\n|---|---|\n| One | `Box` |\n",
-    "bridge/base.md": "# Base\nThe root. More.\n\n## Name\nIts name.\n",
-    "bridge/shared.md": "# Shared\n\n## Words\n\n- int: an `int`\n\n"
+    "src/plugin/reference.md": "# Reference\n\nText.\n\n## Task\n\n- Base\n- Box\n- Codes\n\n{class tree}\n",
+    "src/python/codes.md": "# Codes\nNumbers.\n\n## Table: Constants\n\n| Name | Meaning |\n|---|---|\n| One | `Box` |\n",
+    "src/bridge/base.md": "# Base\nThe root. More.\n\n## Name\nIts name.\n",
+    "src/bridge/shared.md": "# Shared\n\n## Words\n\n- int: an `int`\n\n"
                         "## Clear\nEmpties the {what}.\n\nParameters:\n- key: What goes.\n",
-    "bridge/box.md": "# Box\nHolds it.\n\nInclude: shared.md (what = box)\n\n"
+    "src/bridge/box.md": "# Box\nHolds it.\n\nInclude: shared.md (what = box)\n\n"
                      "## Table: Values\n\n| Method | Reads |\n|---|---|\n| Value | {int} |\n\n"
                      "## Each of Values\nReads {Reads} as {type}, as `Base.Name`.\n\n"
                      "Parameters:\n- key: The key.\n\nSee also: Clear, Name, Codes.One\n",
@@ -41,26 +41,26 @@ FILES = {
 
 # A change of one file, and the error that it makes.
 FAULTS = [
-    ("bridge/base.md", "# Base", "# Other", "Base has no description"),
-    ("bridge/base.md", "# Base", "# Other", "bridge/base.md describes no class or module"),
-    ("bridge/base.md", "## Name\n", "## Title\n", "Base.Name has no description"),
-    ("bridge/base.md", "## Name\n", "## Title\n", "base.md: Base has no member Title"),
-    ("bridge/base.md", "## Name\n", "## Name, Name\n", "base.md: Base.Name is described twice"),
-    ("bridge/base.md", "Its name", "As `Box.Size`", "Base.Name: there is no Box.Size"),
-    ("bridge/box.md", "| Value |", "| Size |", "table Values: Box has no member Size"),
-    ("bridge/box.md", "{int} |", "{int} | |", "Box: uneven row in table Values: Value"),
-    ("bridge/box.md", "{int}", "{long}", "Box.Value: unknown word {long}"),
-    ("bridge/box.md", "- key:", "- index:", "Box.Value: parameter key has no description"),
-    ("bridge/box.md", "See also", "Errors: a\n\nErrors: b\n\nSee also",
+    ("src/bridge/base.md", "# Base", "# Other", "Base has no description"),
+    ("src/bridge/base.md", "# Base", "# Other", "src/bridge/base.md describes no class or module"),
+    ("src/bridge/base.md", "## Name\n", "## Title\n", "Base.Name has no description"),
+    ("src/bridge/base.md", "## Name\n", "## Title\n", "base.md: Base has no member Title"),
+    ("src/bridge/base.md", "## Name\n", "## Name, Name\n", "base.md: Base.Name is described twice"),
+    ("src/bridge/base.md", "Its name", "As `Box.Size`", "Base.Name: there is no Box.Size"),
+    ("src/bridge/box.md", "| Value |", "| Size |", "table Values: Box has no member Size"),
+    ("src/bridge/box.md", "{int} |", "{int} | |", "Box: uneven row in table Values: Value"),
+    ("src/bridge/box.md", "{int}", "{long}", "Box.Value: unknown word {long}"),
+    ("src/bridge/box.md", "- key:", "- index:", "Box.Value: parameter key has no description"),
+    ("src/bridge/box.md", "See also", "Errors: a\n\nErrors: b\n\nSee also",
      "Box.Value: two paragraphs of Errors"),
-    ("bridge/box.md", "- key:", "- index:", "Box.Value: there is no parameter index"),
-    ("bridge/box.md", "Clear, Name", "Size, Name", "Box.Value: see also leads nowhere: Size"),
-    ("bridge/box.md", "Each of Values", "Each of Things", "Box: there is no table Things"),
-    ("bridge/box.md", "## Table", "## Example: Clear\n```\n```\n## Table",
+    ("src/bridge/box.md", "- key:", "- index:", "Box.Value: there is no parameter index"),
+    ("src/bridge/box.md", "Clear, Name", "Size, Name", "Box.Value: see also leads nowhere: Size"),
+    ("src/bridge/box.md", "Each of Values", "Each of Things", "Box: there is no table Things"),
+    ("src/bridge/box.md", "## Table", "## Example: Clear\n```\n```\n## Table",
      "Box: an example for no entry: Clear"),
-    ("python/codes.md", "| One |", "| Two |", "Codes.One has no description"),
-    ("plugin/reference.md", "- Box", "- Bag", "plugin/reference.md: there is no class Bag"),
-    ("plugin/reference.md", "- Box", "- Bag", "plugin/reference.md does not list Box"),
+    ("src/python/codes.md", "| One |", "| Two |", "Codes.One has no description"),
+    ("src/plugin/reference.md", "- Box", "- Bag", "src/plugin/reference.md: there is no class Bag"),
+    ("src/plugin/reference.md", "- Box", "- Bag", "src/plugin/reference.md does not list Box"),
 ]
 
 

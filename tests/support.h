@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "host/call.h"
+#include "host/runtime/call.h"
 
 // A function or variable of the Python library that the plug-in opened, by its own name; for what a
 // test needs to see of Python without the plug-in: PY(PyRun_String)(...), *PY(PyExc_TypeError).

@@ -1,7 +1,7 @@
 // Calls every member that a plug-in registered, for promises that hold of all of them alike.
 #pragma once
 
-#include "host/member.h"
+#include "host/runtime/member.h"
 
 #include <functional>
 #include <string>

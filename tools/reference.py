@@ -26,7 +26,7 @@ Paragraphs stand apart by blank lines. {word} stands for a word of this file or 
 for a value given with Include, for {name} and {type} of the member described, and below "Each of"
 for a column of the member's row. A table without an "Each of" describes its members by itself, and
 a section of a member's own goes before its row's. The index has a description of its own,
-plugin/reference.md, whose lists of classes get their summaries here.
+src/plugin/reference.md, whose lists of classes get their summaries here.
 
 It is an error when a member has no description or two, when a description, a parameter, a word or a
 link leads nowhere, and with --check when the pages are not what would be written.
@@ -36,8 +36,8 @@ import pathlib
 import re
 import sys
 
-ROOMS = ("python", "bridge", "objects", "publish")
-INDEX = "plugin/reference.md"
+ROOMS = ("src/python", "src/bridge", "src/objects", "src/publish", "src/plugin")
+INDEX = "src/plugin/reference.md"
 FIRST_VERSION = "1.0.0"
 FIELDS = ("Parameters", "Result", "Errors", "Ownership", "Notes", "See also", "Since")
 KINDS = {"property": "Properties", "method": "Methods", "shared method": "Shared methods",

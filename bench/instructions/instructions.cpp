@@ -14,7 +14,7 @@
 #include <string>
 #include <vector>
 
-#include "host/call.h"
+#include "host/runtime/call.h"
 
 using host::Object;
 

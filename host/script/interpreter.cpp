@@ -1,6 +1,6 @@
 #include "host/script/script.h"
 
-#include "host/call.h"
+#include "host/runtime/call.h"
 
 #include <algorithm>
 #include <array>

@@ -2,7 +2,7 @@
 // on them.
 #pragma once
 
-#include "host/member.h"
+#include "host/runtime/member.h"
 
 #include <cstdint>
 #include <memory>

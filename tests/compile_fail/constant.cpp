@@ -1,5 +1,5 @@
 // expect: the declaration does not say the constant's value
-#include "plugin/declare.h"
+#include "boundary/declare.h"
 
 enum Code : long { kNilError = 3 };
 

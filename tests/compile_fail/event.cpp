@@ -1,5 +1,5 @@
 // expect: the declaration does not fit the event's handlers
-#include "plugin/declare.h"
+#include "boundary/declare.h"
 
 #ifdef CONTROL
 using Handler = void(REALobject, REALstring);

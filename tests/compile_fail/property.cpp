@@ -1,5 +1,5 @@
 // expect: the property's type does not fit its getter
-#include "plugin/declare.h"
+#include "boundary/declare.h"
 
 #ifdef CONTROL
 static std::intptr_t count(REALobject) { return 0; }

@@ -1,5 +1,5 @@
 // expect: the declaration does not fit its setter
-#include "plugin/declare.h"
+#include "boundary/declare.h"
 
 // A declared Integer is as wide as the machine word as a result, but 32 bits wide when assigned.
 static std::intptr_t get(REALobject, REALstring) { return 0; }

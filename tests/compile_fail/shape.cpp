@@ -1,5 +1,5 @@
 // expect: the declaration is not well formed
-#include "plugin/declare.h"
+#include "boundary/declare.h"
 
 static void start(REALobject, REALstring) {}
 

@@ -1,5 +1,5 @@
 // expect: the declaration does not fit its function
-#include "plugin/declare.h"
+#include "boundary/declare.h"
 
 static void start(REALobject) {}
 

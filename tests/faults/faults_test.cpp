@@ -2,8 +2,8 @@
 // member that the plug-in declares is called with many arguments, once for each call into Python or
 // the host that it makes, and that call fails.
 
-#include "host/member.h"
-#include "plugin/declare.h"
+#include "host/runtime/member.h"
+#include "boundary/declare.h"
 #include "tests/faults/slots.h"
 #include "tests/support.h"
 #include "tests/wrappers.h"

@@ -1,0 +1,158 @@
+#include "host/runtime/call.h"
+#include "host/cli/cli.h"
+#include "python/symbols.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <dlfcn.h>
+#include <filesystem>
+#include <string>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+#if defined(__APPLE__)
+constexpr const char *kLibrary = "libpython2.7.dylib";
+#else
+constexpr const char *kLibrary = "libpython2.7.so.1.0";
+#endif
+
+constexpr const char *kAdvice =
+    R"(
+Quillix needs the shared library of CPython 2.7 (%s), built for this
+processor, and Python's standard library. Install Python 2.7 from your system's packages, or from
+its source configured with --enable-shared. When it is in a place of its own, name that place:
+  LD_LIBRARY_PATH=PREFIX/lib   where the shared library is
+  PYTHONHOME=PREFIX            where lib/python2.7 is
+)";
+
+// As the library exports it, which is not always as Python's header writes it.
+std::string exportedName(const std::string &name) {
+  return name == "Py_InitModule4" && sizeof(void *) == 8 ? "Py_InitModule4_64" : name;
+}
+
+struct Symbol {
+  std::string name;
+  bool isNeeded; // without it the library is not used at all
+};
+
+std::vector<Symbol> symbols() {
+  std::vector<Symbol> all;
+#define NEEDED_FUNCTION(name) all.push_back({exportedName(#name), true});
+#define NEEDED_OBJECT(name) all.push_back({"_" #name, true});
+#define LATER_FUNCTION(name) all.push_back({#name, false});
+#define OPTIONAL_TYPE(name) all.push_back({#name, false});
+#define OPTIONAL_EXCEPTION(name) all.push_back({"PyExc_" #name, false});
+  QUILLIX_SYMBOLS_1(NEEDED_FUNCTION)
+  QUILLIX_SYMBOLS_2(NEEDED_FUNCTION, NEEDED_OBJECT)
+  QUILLIX_SYMBOLS_3(NEEDED_OBJECT)
+  QUILLIX_SYMBOLS_4(OPTIONAL_TYPE, OPTIONAL_EXCEPTION)
+  QUILLIX_LIST_SYMBOLS(LATER_FUNCTION)
+  QUILLIX_DICTIONARY_SYMBOLS(LATER_FUNCTION)
+#undef NEEDED_FUNCTION
+#undef NEEDED_OBJECT
+#undef LATER_FUNCTION
+#undef OPTIONAL_TYPE
+#undef OPTIONAL_EXCEPTION
+  return all;
+}
+
+void say(const char *what, const std::string &text) {
+  std::printf("%-9s  %s\n", what, text.c_str());
+  std::fflush(stdout);
+}
+
+// Says which symbols are missing; false when one of those that are needed is.
+bool checkSymbols(void *library) {
+  const std::vector<Symbol> all = symbols();
+  bool complete = true;
+  bool usable = true;
+  for (const Symbol &symbol : all) {
+    if (dlsym(library, symbol.name.c_str()))
+      continue;
+    say("missing", symbol.name + (symbol.isNeeded ? " (needed)" : ""));
+    complete = false;
+    usable = usable && !symbol.isNeeded;
+  }
+  if (complete)
+    say("symbols", "all " + std::to_string(all.size()) + " found");
+  return usable;
+}
+
+std::string placeOf(const void *symbol) {
+  Dl_info info;
+  if (!symbol || !dladdr(symbol, &info) || !info.dli_fname)
+    return "an unknown place";
+  std::error_code error;
+  const auto path = std::filesystem::canonical(info.dli_fname, error);
+  return error ? info.dli_fname : path.string();
+}
+
+// Starts and stops the interpreter in a process of its own: without its standard library Python
+// ends the process that starts it.
+bool starts() {
+  const pid_t child = fork();
+  if (child == 0) {
+    host::callShared("Quillix", "Init()");
+    host::callShared("Quillix", "Finalize()");
+    _exit(0);
+  }
+  int status = 0;
+  return child > 0 && waitpid(child, &status, 0) == child && WIFEXITED(status) &&
+         WEXITSTATUS(status) == 0;
+}
+
+bool checkPython() {
+  void *const library = dlopen(kLibrary, RTLD_LAZY);
+  if (!library) {
+    say("library", "not found: " + std::string(dlerror()));
+    return false;
+  }
+  say("library", placeOf(dlsym(library, "Py_Initialize")));
+  if (void *const version = dlsym(library, "Py_GetVersion")) {
+    std::string text = reinterpret_cast<const char *(*)()>(version)();
+    std::replace(text.begin(), text.end(), '\n', ' ');
+    say("version", text);
+  }
+  if (!checkSymbols(library))
+    return false;
+  if (!host::callShared<bool>("Quillix", "PythonIsFound() as Boolean")) {
+    say("plug-in", "did not accept this library");
+    return false;
+  }
+  if (!starts()) {
+    say("start", "failed: Python does not find its standard library");
+    return false;
+  }
+  say("start", "works");
+  return true;
+}
+
+} // namespace
+
+const char *const cli::kCheckHelp =
+    R"(usage: quillix-host check
+
+Says which Python library the plug-in finds and where, its version, which of the symbols that the
+plug-in uses are missing, and whether the interpreter starts; when it cannot be used, what to do.
+
+Exit status: 0 it can be used; 1 it cannot, or the plug-in cannot be loaded; 2 wrong usage;
+3 something was still alive at the end that should have been gone.
+)";
+
+int cli::check(Arguments arguments) {
+  if (!arguments.empty())
+    return badUsage("check takes no arguments", kCheckHelp);
+  if (!loadPlugin())
+    return kFailure;
+  say("plug-in", host::pluginPath());
+  if (checkPython()) {
+    say("result", "Python can be used");
+    return finish(kSuccess);
+  }
+  say("result", "Python cannot be used");
+  std::printf(kAdvice, kLibrary);
+  return kFailure;
+}
