@@ -17,8 +17,8 @@ namespace bench {
 // The plug-in's classes, by what the host runs for an instance: class constructors and destructors.
 enum class Wrapper : std::uint8_t { Entity, Parameters, List, Result, Function };
 
-// What one operation asks of the host. The column `host` does this and nothing else; what is made is
-// checked against the host's own count.
+// What one operation asks of the host. The column `host` does this and nothing else; what is made
+// is checked against the host's own count.
 struct HostWork {
   unsigned wrappers[5] = {}; // new instances, by Wrapper
   unsigned textsRead = 0;    // the count and the bytes of a string

@@ -1,5 +1,5 @@
-// The host's own share of each row: everything that the plug-in's interface asks of the stand-in host
-// for it, by the entries that the plug-in calls, without the plug-in and without Python.
+// The host's own share of each row: everything that the plug-in's interface asks of the stand-in
+// host for it, by the entries that the plug-in calls, without the plug-in and without Python.
 
 #include "bench/bench.h"
 
@@ -13,7 +13,8 @@ using benchmark::DoNotOptimize;
 
 void nothing(REALobject) {}
 
-// As much class data, and as many class constructors and destructors, as the plug-in's classes have.
+// As much class data, and as many class constructors and destructors, as the plug-in's classes
+// have.
 constexpr HostWord kWords = 2 * sizeof(void *);
 REALclassDefinition gBase{.name = "BenchEntityBase",
                           .superName = "Object",

@@ -116,8 +116,8 @@ PyObject *global(const char *name) {
 
 int main(int count, char **arguments) {
 #ifdef __GLIBC__
-  // Freed memory stays with the process. Otherwise the rows with large strings tell how often it goes
-  // back to the system and is fetched again, which is a matter of chance and no column's work.
+  // Freed memory stays with the process. Otherwise the rows with large strings tell how often it
+  // goes back to the system and is fetched again, which is a matter of chance and no column's work.
   mallopt(M_MMAP_THRESHOLD, 32 << 20);
   mallopt(M_TRIM_THRESHOLD, 256 << 20);
 #endif

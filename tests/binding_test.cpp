@@ -1,4 +1,5 @@
-// The plug-in in a host that lacks something. That nothing is lost meanwhile, the faults test shows.
+// The plug-in in a host that lacks something. That nothing is lost meanwhile, the faults test
+// shows.
 
 #include "tests/wrappers.h"
 

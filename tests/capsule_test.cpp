@@ -118,8 +118,8 @@ PyObject *makeObject(PyObject *, PyObject *) {
   return quillix::give(newResult(object));
 }
 
-// Host code runs as its object ends, wherever Python is just then, and may use Python's error state:
-// what is in flight there, or pending, is the same afterwards; and nothing else is left.
+// Host code runs as its object ends, wherever Python is just then, and may use Python's error
+// state: what is in flight there, or pending, is the same afterwards; and nothing else is left.
 TEST_F(CapsuleTest, theEndOfOneKeepsTheErrorInFlight) {
   quillix::publish(quillix::moduleWith("maker", "make", makeObject));
   runPython(R"(

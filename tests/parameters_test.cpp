@@ -25,7 +25,8 @@ TEST_F(ParametersTest, aNewTupleHoldsNone) {
   EXPECT_LEAVES("", EXPECT_EQ(quillix::parametersOver(nullptr).get<int>("Count"), 0));
 }
 
-// What a pointer leads to is not tested for being a tuple: Python refuses to look into anything else.
+// What a pointer leads to is not tested for being a tuple: Python refuses to look into anything
+// else.
 TEST_F(ParametersTest, whatIsNoTupleHasNoItems) {
   const Object p = tupleOf("[1, 2]");
   EXPECT_LEAVES("SystemError", EXPECT_EQ(get<int>(p, 0), 0));

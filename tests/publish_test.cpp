@@ -193,8 +193,8 @@ TEST_F(PublishTest, lastsAsLongAsTheInterpreter) {
   }
 }
 
-// A cycle that the end of an interpreter leaves is collected in a later one, where its functions can
-// be seen and called until then.
+// A cycle that the end of an interpreter leaves is collected in a later one, where its functions
+// can be seen and called until then.
 TEST_F(PublishTest, functionsOutliveTheirInterpreterHarmlessly) {
   for (int life = 0; life < 4; ++life) {
     runPython(R"(

@@ -1,5 +1,5 @@
-// The module quillix, which comes with the plug-in. Most of it is played as lines of Python, with what
-// host code could pass.
+// The module quillix, which comes with the plug-in. Most of it is played as lines of Python, with
+// what host code could pass.
 
 #include "tests/fields.h"
 
@@ -16,7 +16,8 @@ protected:
     RunningTest::SetUp();
     find();
   }
-  // Python code in __main__ knows the module's functions by their own names, and a folder for files.
+  // Python code in __main__ knows the module's functions by their own names, and a folder for
+  // files.
   static void find() {
     host::callShared("Quillix", "AddSearchPath(f as FolderItem)",
                      host::newFolderItem(QUILLIX_SOURCE_DIR "/support"));

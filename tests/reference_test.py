@@ -70,7 +70,7 @@ class ReferenceTest(unittest.TestCase):
         self.addCleanup(folder.cleanup)
         self.root = pathlib.Path(folder.name)
         for name, text in FILES.items():
-            (self.root / name).parent.mkdir(exist_ok=True)
+            (self.root / name).parent.mkdir(parents=True, exist_ok=True)
             (self.root / name).write_text(text)
         self.api = self.root / "api.txt"
         self.api.write_text(API)

@@ -1,5 +1,5 @@
-// The interpreter started, worked with and stopped, over and over in one process. QUILLIX_LIVES says
-// how often, for more than the suite has time for.
+// The interpreter started, worked with and stopped, over and over in one process. QUILLIX_LIVES
+// says how often, for more than the suite has time for.
 
 #include "tests/fields.h"
 #include "tests/tour.h"
@@ -39,7 +39,8 @@ PyObject *answer(PyObject *, PyObject *arguments) {
   return give(newResult(get<int>(p, p.get<int>("Count") - 1))); // behind the instance, if any
 }
 
-// Lives one after the other. Wrappers of every kind outlive some of them, are used meanwhile, and go.
+// Lives one after the other. Wrappers of every kind outlive some of them, are used meanwhile, and
+// go.
 class Lives {
 public:
   explicit Lives(const Life &life) : life_(life) {}

@@ -18,8 +18,8 @@ public:
   // One instance: the methods in table order, constructors first, then the getters.
   void visit(const host::Object &instance);
 
-  // The wrappers of an interpreter that is gone, whether another one runs or not: all but what gives
-  // them something new to hold. `answers` must stay empty, but for what needs no Python.
+  // The wrappers of an interpreter that is gone, whether another one runs or not: all but what
+  // gives them something new to hold. `answers` must stay empty, but for what needs no Python.
   static std::vector<std::string> answersOf(const std::vector<host::Object> &oldWrappers);
 
   std::vector<std::string> answers;      // members whose result was not the zero value

@@ -167,8 +167,9 @@ protected:
 
 // Calls each operation on a new wrapper while Python code in its midst calls host code, which does
 // each of the operations to that wrapper, in turn, and tries to stop the interpreter. The host code
-// must get to run, and the interpreter must go on. Where the last operation gives the wrapper something
-// else to hold, what it held before, with `value` in it, must last until the call is over.
+// must get to run, and the interpreter must go on. Where the last operation gives the wrapper
+// something else to hold, what it held before, with `value` in it, must last until the call is
+// over.
 using Operation = std::function<void(const host::Object &)>;
 void expectReentrant(const std::function<host::Object()> &make,
                      const std::vector<Operation> &operations, bool lastReplaces = false);

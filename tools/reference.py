@@ -181,7 +181,8 @@ class Reference:
             self.errors.append(text)
 
     def find_descriptions(self, root):
-        paths = [path for room in ROOMS for path in sorted((root / room).glob("*.md"))]
+        paths = [path for room in ROOMS for path in sorted((root / room).glob("*.md"))
+                 if path != root / INDEX]
         all_ = [Description(path) for path in paths]
         found = {d.title: d for d in all_ if d.title in self.types}
         used = {path for d in found.values() for path in d.included}

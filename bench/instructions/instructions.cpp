@@ -176,7 +176,8 @@ void measureParameters(const Samples &samples) {
   call(p, "ClearError()");
 }
 
-// Made from a value by `make`, read by `read` and tested by `test`, which are given the type's name.
+// Made from a value by `make`, read by `read` and tested by `test`, which are given the type's
+// name.
 template <class Make, class Read, class Test>
 void values(const Samples &samples, const char *ofInt32, const char *ofInt64, Make make, Read read,
             Test test) {

@@ -38,9 +38,9 @@ bool loadPlugin();
 // search path; says on standard error why it cannot.
 bool startPython(const std::string &folder);
 
-// Imports a file, calls a function of it with a PythonParameters, and prints the result: kSuccess. The
-// file is in startPython's folder. Else says on standard error what went wrong: kFailure, or kBadUsage
-// where Python finds another module of that name.
+// Imports a file, calls a function of it with a PythonParameters, and prints the result: kSuccess.
+// The file is in startPython's folder. Else says on standard error what went wrong: kFailure, or
+// kBadUsage where Python finds another module of that name.
 int callFunction(const std::string &file, std::string_view function, const host::Object &arguments);
 
 // Stops Python, then finishes. No handle may be left.

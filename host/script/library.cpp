@@ -1,4 +1,5 @@
-// What the language offers without any plug-in: members of texts, numbers and arrays, and functions.
+// What the language offers without any plug-in: members of texts, numbers and arrays, and
+// functions.
 #include "host/script/value.h"
 
 #include <algorithm>

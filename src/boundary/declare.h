@@ -211,7 +211,7 @@ template <Text text> consteval std::string_view view() {
 // A declaration outlives its row: a template argument object has static storage.
 template <Text text> constexpr const char *chars() { return text.chars; }
 
-template <class Function> HostFunction erase(Function *function) {
+template <class Function> HostFunction asHostFunction(Function *function) {
   return reinterpret_cast<HostFunction>(function);
 }
 
@@ -226,9 +226,9 @@ REALmethodDefinition method(HostWord flags = kPublicMember) {
   if constexpr (!std::is_same_v<decltype(setter), std::nullptr_t>) {
     static_assert(signatureOf(setter) == assigning(declared, view<declaration>()),
                   "the declaration does not fit its setter");
-    assign = erase(setter);
+    assign = asHostFunction(setter);
   }
-  return {erase(function), assign, chars<declaration>(), flags, {}};
+  return {asHostFunction(function), assign, chars<declaration>(), flags, {}};
 }
 
 // A method of the class itself.
@@ -236,7 +236,7 @@ template <Text declaration, auto function> REALmethodDefinition sharedMethod() {
   constexpr Signature declared = signatureOf(view<declaration>());
   static_assert(declared.valid, "the declaration is not well formed");
   static_assert(signatureOf(function) == declared, "the declaration does not fit its function");
-  return {erase(function), nullptr, chars<declaration>(), kPublicMember, {}};
+  return {asHostFunction(function), nullptr, chars<declaration>(), kPublicMember, {}};
 }
 
 // A read-only property.
@@ -246,7 +246,7 @@ template <Text name, Text type, auto getter> REALproperty property() {
                 "a property getter receives the instance");
   static_assert(actual.result == carrierOf(view<type>(), Place::Result),
                 "the property's type does not fit its getter");
-  return {0, chars<name>(), chars<type>(), kPublicMember, erase(getter), nullptr, {}};
+  return {0, chars<name>(), chars<type>(), kPublicMember, asHostFunction(getter), nullptr, {}};
 }
 
 // An event whose handlers have the C type Handler.

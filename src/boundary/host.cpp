@@ -12,7 +12,7 @@ void (*ELockString)(REALstring) = nullptr;
 void (*IArray_Append)(REALobject, REALobject) = nullptr;
 std::int32_t (*IArray_Count)(REALobject) = nullptr;
 REALobject (*IArray_GetAt)(REALobject, std::int32_t) = nullptr;
-REALclassRef ObjectArrayRef = nullptr;
+constinit HostClass ObjectArrayRef("ObjectArray");
 
 FoundEntry *gFoundEntries = nullptr;
 
@@ -97,7 +97,7 @@ void REALRegisterModule(REALmoduleDefinition *definition) {
 
 bool AppendToObjectArray(REALobject &list, REALobject item) {
   if (!list) {
-    list = REALnewInstanceWithClass(cachedClassRef(ObjectArrayRef, "ObjectArray"));
+    list = REALnewInstanceWithClass(ObjectArrayRef.get());
   }
   if (!list || !loadArrayMethod(IArray_Append, list, "Append(item as Object)")) {
     return false;

@@ -42,9 +42,10 @@ struct FoundEntry {
 };
 extern FoundEntry *gFoundEntries;
 
-// A host entry point, called by its type: HostEntry<"CreateInstance", REALobject(REALclassRef)>::call.
-// The first call looks it up. As long as the host does not answer, each call asks again and gives
-// the zero value, or what `missing` gives.
+// A host entry point, called by its type:
+//   HostEntry<"CreateInstance", REALobject(REALclassRef)>::call
+// The first call looks it up. As long as the host does not answer,
+// each call asks again and gives the zero value, or what `missing` gives.
 template <declare::Text name, class Function, auto lookUp = HCallResolver, auto missing = nullptr>
 struct HostEntry;
 
@@ -109,6 +110,25 @@ inline REALstring REALBuildStringWithEncoding(const char *bytes, std::int32_t by
 // Nil for an unknown class.
 REALclassRef REALGetClassRef(const char *className);
 
+// A registered class, looked up by name at the first use after a load.
+class HostClass {
+public:
+  explicit constexpr HostClass(const char *name) : name_(name) {}
+
+  // Nil, and asked for anew, as long as the host does not know it.
+  REALclassRef get() {
+    if (!found_) [[unlikely]] {
+      found_ = REALGetClassRef(name_);
+    }
+    return found_;
+  }
+  void forget() { found_ = nullptr; }
+
+private:
+  const char *name_;
+  REALclassRef found_ = nullptr;
+};
+
 // A new instance with zeroed class data, its constructors run; the caller owns its lock. Nil for
 // a nil class, or when the host makes none.
 inline REALobject REALnewInstanceWithClass(REALclassRef classRef) {
@@ -131,7 +151,7 @@ void REALRegisterModule(REALmoduleDefinition *definition);
 extern void (*IArray_Append)(REALobject list, REALobject item);
 extern std::int32_t (*IArray_Count)(REALobject list);
 extern REALobject (*IArray_GetAt)(REALobject list, std::int32_t index); // the caller unlocks
-extern REALclassRef ObjectArrayRef;
+extern HostClass ObjectArrayRef;
 
 // Appends to a list, which is made first where it is nil; whoever owns the reference owns the new
 // list's one lock. False when the host has no such list or it cannot be appended to.
@@ -147,14 +167,6 @@ template <class Data> Data &classData(REALobject instance, const REALclassDefini
   return *static_cast<Data *>(REALGetClassData(instance, &definition));
 }
 
-// The class reference behind a cache that is null until its first use.
-inline REALclassRef cachedClassRef(REALclassRef &cache, const char *className) {
-  if (!cache) [[unlikely]] {
-    cache = REALGetClassRef(className);
-  }
-  return cache;
-}
-
 // The bytes of a string; no bytes for nil, and for an empty string object alike.
 inline std::string_view bytesOf(REALstring string) {
   std::int32_t length = 0;
@@ -166,7 +178,7 @@ bool isEmpty(REALstring string); // also nil
 
 // A string where Python wants a name: NUL-ended bytes, or null when there is no name. Python reads
 // up to the first NUL, so that one in front makes the empty name, which is a name.
-inline const char *nameOf(REALstring string) {
+inline const char *asPythonName(REALstring string) {
   const char *bytes = REALGetStringContents(string, nullptr);
   if (bytes && !*bytes) [[unlikely]] {
     return isEmpty(string) ? nullptr : "";
@@ -189,11 +201,13 @@ inline void unlockIfAny(REALobject object) {
 // One lock on a host object or string, given back at the end.
 template <class Counted, void (*&lock)(Counted), void (*&unlock)(Counted)> class HostLock {
 public:
-  static HostLock take(Counted counted) {
-    lock(counted);
-    return HostLock(counted);
+  // Takes over a lock.
+  explicit HostLock(Counted locked) : counted_(locked) {}
+  // A lock of its own on what is lent.
+  static HostLock share(Counted lent) {
+    lock(lent);
+    return HostLock(lent);
   }
-  static HostLock adopt(Counted locked) { return HostLock(locked); }
   ~HostLock() { unlock(counted_); }
   HostLock(const HostLock &) = delete;
   HostLock &operator=(const HostLock &) = delete;
@@ -201,7 +215,6 @@ public:
   Counted get() const { return counted_; }
 
 private:
-  explicit HostLock(Counted counted) : counted_(counted) {}
   Counted counted_;
 };
 

@@ -1,6 +1,6 @@
 // What differs between operating systems: opening a library, finding a symbol in it, the system
-// log, how a function is exported, and how data that nothing uses is kept. The bodies stand together
-// in platform.cpp.
+// log, how a function is exported, and how data that nothing uses is kept. The bodies stand
+// together in platform.cpp.
 #pragma once
 
 #if defined(_WIN32)

@@ -23,9 +23,10 @@ using HostFunction = void (*)();
 // The host plug-in interface that the records are written for.
 inline constexpr HostWord kInterfaceVersion = 13;
 
-// Flags of a method or property record.
+// Flags of a method or property record. What the second one means to the host is not known; the
+// constructors that do nothing carry it.
 inline constexpr HostWord kPublicMember = 0x4;
-inline constexpr HostWord kBareConstructor = 0x84;
+inline constexpr HostWord kUnknownFlag = 0x80;
 
 // Flag of a class record: usable in programs without a user interface.
 inline constexpr HostWord kConsoleSafe = 0x4;

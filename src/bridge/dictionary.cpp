@@ -1,13 +1,13 @@
 // PythonDictionary: a dict, read and written by String keys with typed accessors, or by any Python
 // value as a key. The empty String, which the host passes as nil, is never a key.
 
-#include "bridge/bridge.h"
+#include "bridge/conversions.h"
 
-REALclassRef PythonDictionaryClassRef = nullptr;
+constinit HostClass PythonDictionaryClassRef("PythonDictionary");
 
 void PythonDictionary_Init() {
   EPyDict_DelItem = nullptr;
-  PythonDictionaryClassRef = nullptr;
+  PythonDictionaryClassRef.forget();
 }
 
 namespace {
@@ -42,13 +42,13 @@ inline PyRef newKey(REALobject key) { return shareHeld(key); }
 // --- Typed accessors ---
 
 template <class Value> typename Value::Result get(REALobject self, REALstring name) {
-  Operation dict(entityHeld(self));
+  OwnedCall dict(entityHeld(self));
   PyRef key = dict ? newKey(name) : PyRef();
   return convert<Value>(key ? EPyDict_GetItem(dict.get(), key.get()) : nullptr);
 }
 
 template <class Value> void set(REALobject self, REALstring name, typename Value::Param value) {
-  Operation dict(entityHeld(self));
+  OwnedCall dict(entityHeld(self));
   PyRef key = dict ? newKey(name) : PyRef();
   PyRef item = key ? Value::make(value) : PyRef();
   if (item) {
@@ -75,14 +75,14 @@ constexpr auto PythonDictionary_SetParamObject = set<as::Object>;
 // --- Operations by either kind of key ---
 
 template <class Key> REALobject getValue(REALobject self, Key wanted) {
-  Operation dict(entityHeld(self));
+  OwnedCall dict(entityHeld(self));
   PyRef key = dict ? newKey(wanted) : PyRef();
   PyRef found = PyRef::share(key ? EPyDict_GetItem(dict.get(), key.get()) : nullptr);
   return found ? newEntity(std::move(found)) : nullptr;
 }
 
 template <class Key> void setValue(REALobject self, Key wanted, REALobject value) {
-  Operation dict(entityHeld(self));
+  OwnedCall dict(entityHeld(self));
   PyRef item = shareHeld(value);
   PyRef key = dict && item ? newKey(wanted) : PyRef();
   if (key) {
@@ -91,7 +91,7 @@ template <class Key> void setValue(REALobject self, Key wanted, REALobject value
 }
 
 template <class Key> void removeKey(REALobject self, Key wanted) {
-  Operation dict(entityHeld(self));
+  OwnedCall dict(entityHeld(self));
   PyRef key = dict && ensureExtras() ? newKey(wanted) : PyRef();
   if (key) {
     EPyDict_DelItem(dict.get(), key.get());
@@ -100,7 +100,7 @@ template <class Key> void removeKey(REALobject self, Key wanted) {
 
 // A key that cannot be hashed reads as True, with Python's error set.
 template <class Key> REALboolean contains(REALobject self, Key wanted) {
-  Operation dict(entityHeld(self));
+  OwnedCall dict(entityHeld(self));
   PyRef key = dict ? newKey(wanted) : PyRef();
   return key && EPyDict_Contains(dict.get(), key.get()) != 0;
 }
@@ -118,20 +118,20 @@ constexpr auto PythonDictionary_RemoveEntity = removeKey<REALobject>;
 // --- The whole dict ---
 
 void PythonDictionary_Clear(REALobject self) {
-  Operation dict(entityHeld(self));
+  OwnedCall dict(entityHeld(self));
   if (dict) {
     EPyDict_Clear(dict.get());
   }
 }
 
 std::intptr_t PythonDictionary_Count(REALobject self) {
-  Access dict(entityHeld(self));
+  BorrowedCall dict(entityHeld(self));
   return dict ? EPyDict_Size(dict.get()) : 0;
 }
 
 // A new list of the keys or of the values, of its own from then on.
 template <PyObject *(*&take)(PyObject *)> REALobject snapshot(REALobject self) {
-  Operation dict(entityHeld(self));
+  OwnedCall dict(entityHeld(self));
   return dict && ensureExtras() ? newList(PyRef(take(dict.get()))) : nullptr;
 }
 

@@ -1,9 +1,9 @@
 // PythonEntity: any one Python value, read-only, made by a factory from a host value or found in a
 // container. Integers are longs here: an int of 32 bits is not seen as an integer by this class.
 
-#include "bridge/bridge.h"
+#include "bridge/conversions.h"
 
-REALclassRef PythonEntityClassRef = nullptr;
+constinit HostClass PythonEntityClassRef("PythonEntity");
 
 namespace {
 
@@ -32,35 +32,28 @@ REALobject PythonEntity_FromObject(REALobject value) {
 
 // --- Reading ---
 
-template <class Value> typename Value::Result get(REALobject self) {
-  Access value(entityHeld(self));
-  return convert<Value>(value.get());
-}
+using Read = Reading<entityHeld>;
 
-constexpr auto PythonEntity_GetInt32 = get<as::Long>;
-constexpr auto PythonEntity_GetInt64 = get<as::Int64>;
-constexpr auto PythonEntity_GetUInt64 = get<as::UInt64>;
-constexpr auto PythonEntity_GetDouble = get<as::Double>;
-constexpr auto PythonEntity_GetString = get<as::String>;
-constexpr auto PythonEntity_GetBoolean = get<as::Boolean>;
-constexpr auto PythonEntity_GetObject = get<as::Object>;
-constexpr auto PythonEntity_GetTuple = get<as::Tuple>;
-constexpr auto PythonEntity_GetDictionary = get<as::Dictionary>;
+constexpr auto PythonEntity_GetInt32 = Read::get<as::Long>;
+constexpr auto PythonEntity_GetInt64 = Read::get<as::Int64>;
+constexpr auto PythonEntity_GetUInt64 = Read::get<as::UInt64>;
+constexpr auto PythonEntity_GetDouble = Read::get<as::Double>;
+constexpr auto PythonEntity_GetString = Read::get<as::String>;
+constexpr auto PythonEntity_GetBoolean = Read::get<as::Boolean>;
+constexpr auto PythonEntity_GetObject = Read::get<as::Object>;
+constexpr auto PythonEntity_GetTuple = Read::get<as::Tuple>;
+constexpr auto PythonEntity_GetDictionary = Read::get<as::Dictionary>;
 
 // --- Type tests ---
 
-template <class Value> REALboolean is(REALobject self) {
-  return passes<Value>(entityHeld(self).borrow());
-}
-
-constexpr auto PythonEntity_IsInteger = is<as::Long>;
-constexpr auto PythonEntity_IsString = is<as::String>;
-constexpr auto PythonEntity_IsDouble = is<as::Double>;
-constexpr auto PythonEntity_IsTuple = is<as::Tuple>;
-constexpr auto PythonEntity_IsBoolean = is<as::Boolean>;
-constexpr auto PythonEntity_IsList = is<as::List>;
-constexpr auto PythonEntity_IsObject = is<as::Object>;
-constexpr auto PythonEntity_IsDictionary = is<as::Dictionary>;
+constexpr auto PythonEntity_IsInteger = Read::is<as::Long>;
+constexpr auto PythonEntity_IsString = Read::is<as::String>;
+constexpr auto PythonEntity_IsDouble = Read::is<as::Double>;
+constexpr auto PythonEntity_IsTuple = Read::is<as::Tuple>;
+constexpr auto PythonEntity_IsBoolean = Read::is<as::Boolean>;
+constexpr auto PythonEntity_IsList = Read::is<as::List>;
+constexpr auto PythonEntity_IsObject = Read::is<as::Object>;
+constexpr auto PythonEntity_IsDictionary = Read::is<as::Dictionary>;
 
 } // namespace
 
@@ -89,7 +82,7 @@ static REALproperty PythonEntityProperties[] = {
 };
 
 static REALmethodDefinition PythonEntityMethods[] = {
-    method<"Constructor()", PythonEntity_Constructor>(kBareConstructor),
+    method<"Constructor()", PythonEntity_Constructor>(kPublicMember | kUnknownFlag),
 };
 
 static REALmethodDefinition PythonEntitySharedMethods[] = {

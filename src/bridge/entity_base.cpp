@@ -15,7 +15,7 @@ void PythonEntity_Destructor(REALobject self) { entityHeld(self).drop(); }
 void PythonEntity_Constructor(REALobject) {}
 
 static REALmethodDefinition PythonEntityBaseMethods[] = {
-    declare::method<"Constructor()", PythonEntity_Constructor>(kBareConstructor),
+    declare::method<"Constructor()", PythonEntity_Constructor>(kPublicMember | kUnknownFlag),
 };
 
 REALclassDefinition PythonEntityBaseClass = {

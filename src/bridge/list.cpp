@@ -3,11 +3,11 @@
 
 #include "bridge/bridge.h"
 
-REALclassRef PythonListClassRef = nullptr;
+constinit HostClass PythonListClassRef("PythonList");
 
 void PythonList_InitAPI() {
   EPyList_New = nullptr;
-  PythonListClassRef = nullptr;
+  PythonListClassRef.forget();
 }
 
 namespace {
@@ -35,30 +35,31 @@ void holdNewList(REALobject self) {
 constexpr auto PythonList_Constructor = holdNewList;
 constexpr auto PythonList_Clear = holdNewList;
 
-// --- Items. An empty wrapper is null to Python, which refuses it with SystemError. ---
+// --- Items. An empty wrapper is null to Python, which refuses it with SystemError. The list may be
+// borrowed here: only as an old item goes can code run, and Python is done with the list then. ---
 
 void PythonList_Append(REALobject self, REALobject value) {
-  Access list(heldList(self));
+  BorrowedCall list(heldList(self));
   if (list && value) {
     EPyList_Append(list.get(), entityHeld(value).borrow());
   }
 }
 
 void PythonList_Insert(REALobject self, std::int32_t index, REALobject value) {
-  Access list(heldList(self));
+  BorrowedCall list(heldList(self));
   if (list && value) {
     EPyList_Insert(list.get(), index, entityHeld(value).borrow());
   }
 }
 
 REALobject PythonList_GetItem(REALobject self, std::int32_t index) {
-  Access list(heldList(self));
+  BorrowedCall list(heldList(self));
   PyRef item = PyRef::share(list ? EPyList_GetItem(list.get(), index) : nullptr);
   return item ? newEntity(std::move(item)) : nullptr;
 }
 
 void PythonList_SetItem(REALobject self, std::int32_t index, REALobject value) {
-  Access list(heldList(self));
+  BorrowedCall list(heldList(self));
   PyRef item = shareHeld(value);
   if (list && item) {
     EPyList_SetItem(list.get(), index, item.release()); // stolen, also when refused
@@ -68,27 +69,27 @@ void PythonList_SetItem(REALobject self, std::int32_t index, REALobject value) {
 // --- The whole list ---
 
 REALobject PythonList_AsTuple(REALobject self) {
-  Operation list(heldList(self));
+  OwnedCall list(heldList(self));
   PyRef tuple(list ? EPyList_AsTuple(list.get()) : nullptr);
   return tuple ? newParameters(std::move(tuple)) : nullptr;
 }
 
 void PythonList_Sort(REALobject self) {
-  Operation list(heldList(self));
+  OwnedCall list(heldList(self));
   if (list) {
     EPyList_Sort(list.get());
   }
 }
 
 void PythonList_Reverse(REALobject self) {
-  Operation list(heldList(self));
+  OwnedCall list(heldList(self));
   if (list) {
     EPyList_Reverse(list.get());
   }
 }
 
 std::intptr_t PythonList_Count(REALobject self) {
-  Access list(heldList(self));
+  BorrowedCall list(heldList(self));
   return list ? EPyList_Size(list.get()) : 0;
 }
 

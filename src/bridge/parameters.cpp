@@ -4,9 +4,9 @@
 // Python lets a tuple be written only while nobody else refers to it. One that host code has just
 // made can be; one found elsewhere as a rule cannot.
 
-#include "bridge/bridge.h"
+#include "bridge/conversions.h"
 
-REALclassRef PythonParametersClassRef = nullptr;
+constinit HostClass PythonParametersClassRef("PythonParameters");
 
 extern REALclassDefinition PythonParametersClass;
 
@@ -21,7 +21,7 @@ std::int32_t &lastError(REALobject self) {
 }
 
 // What Constructor(paramPtr) was given may be no tuple, of which Python complains.
-[[gnu::cold, gnu::noinline]] void refuse(PyObject *object) {
+[[gnu::cold, gnu::noinline]] void raiseNotATuple(PyObject *object) {
   PythonCall call;
   EPyTuple_Size(object);
 }
@@ -31,7 +31,7 @@ inline bool inRange(PyObject *tuple, std::int32_t index) {
     return false;
   }
   if (!PyTuple_Check(tuple)) [[unlikely]] {
-    refuse(tuple);
+    raiseNotATuple(tuple);
     return false;
   }
   return index < PyTuple_GET_SIZE(tuple);
@@ -93,7 +93,7 @@ PyRef newTupleOfNone(std::int32_t count) {
   for (std::int32_t i = 0; i < count; ++i) {
     PyTuple_SET_ITEM(tuple.get(), i, none.get());
   }
-  none.release()->ob_refcnt += count - 1;
+  none.release()->ob_refcnt += count - 1; // a reference for each slot, of which this was one
   return tuple;
 }
 
@@ -136,7 +136,7 @@ constexpr auto PythonParameters_GetParamTuple = get<as::Tuple>;
 constexpr auto PythonParameters_GetParamList = get<as::List>;
 
 std::intptr_t PythonParameters_Count(REALobject self) {
-  Access tuple(entityHeld(self));
+  BorrowedCall tuple(entityHeld(self));
   return tuple ? EPyTuple_Size(tuple.get()) : 0;
 }
 
@@ -159,7 +159,7 @@ constexpr auto PythonParameters_IsList = is<as::List>;
 // --- Writing. A failure is recorded in LastError; a success leaves it alone. ---
 
 template <class Value> void set(REALobject self, std::int32_t index, typename Value::Param value) {
-  Access tuple(entityHeld(self));
+  BorrowedCall tuple(entityHeld(self));
   if (!tuple) {
     return;
   }
@@ -216,8 +216,7 @@ void PythonParameters_ClearError(REALobject self) { lastError(self) = PY_NO_ERRO
 } // namespace
 
 REALobject newParameters(PyRef tuple) {
-  REALobject parameters =
-      newWrapper(PythonParametersClassRef, "PythonParameters", std::move(tuple));
+  REALobject parameters = newWrapper(PythonParametersClassRef, std::move(tuple));
   if (parameters) {
     lastError(parameters) = PY_NO_ERROR;
   }

@@ -2,9 +2,9 @@
 // function that Python called. It stands outside the PythonEntityBase classes and keeps its held
 // object in class data of its own, under the same rules.
 
-#include "bridge/bridge.h"
+#include "bridge/conversions.h"
 
-REALclassRef PythonResultClassRef = nullptr;
+constinit HostClass PythonResultClassRef("PythonResult");
 
 extern REALclassDefinition PythonResultClass;
 
@@ -59,44 +59,36 @@ void PythonResult_Destructor(REALobject self) { resultHeld(self).drop(); }
 
 // --- Reading ---
 
-template <class Value> typename Value::Result get(REALobject self) {
-  Access value(resultHeld(self));
-  return convert<Value>(value.get());
-}
+using Read = Reading<resultHeld>;
 
-constexpr auto PythonResult_GetInt = get<as::IntOrLong>;
-constexpr auto PythonResult_GetInt64 = get<as::Int64>;
-constexpr auto PythonResult_GetUInt64 = get<as::UInt64>;
-constexpr auto PythonResult_GetDouble = get<as::Double>;
-constexpr auto PythonResult_GetBoolean = get<as::Boolean>;
-constexpr auto PythonResult_GetString = get<as::String>;
-constexpr auto PythonResult_GetObject = get<as::Object>;
-constexpr auto PythonResult_GetTuple = get<as::Tuple>;
-constexpr auto PythonResult_GetDictionary = get<as::Dictionary>;
+constexpr auto PythonResult_GetInt = Read::get<as::IntOrLong>;
+constexpr auto PythonResult_GetInt64 = Read::get<as::Int64>;
+constexpr auto PythonResult_GetUInt64 = Read::get<as::UInt64>;
+constexpr auto PythonResult_GetDouble = Read::get<as::Double>;
+constexpr auto PythonResult_GetBoolean = Read::get<as::Boolean>;
+constexpr auto PythonResult_GetString = Read::get<as::String>;
+constexpr auto PythonResult_GetObject = Read::get<as::Object>;
+constexpr auto PythonResult_GetTuple = Read::get<as::Tuple>;
+constexpr auto PythonResult_GetDictionary = Read::get<as::Dictionary>;
 
 // The receiver owns the reference: Python, when a host function returns it.
 void *PythonResult_GetPtr(REALobject self) { return resultHeld(self).share().release(); }
 
 // --- Type tests ---
 
-template <class Value> REALboolean is(REALobject self) {
-  return passes<Value>(resultHeld(self).borrow());
-}
-
-constexpr auto PythonResult_IsString = is<as::String>;
-constexpr auto PythonResult_IsInteger = is<as::Int>;
-constexpr auto PythonResult_IsDouble = is<as::Double>;
-constexpr auto PythonResult_IsBoolean = is<as::Boolean>;
-constexpr auto PythonResult_IsBigInteger = is<as::Int64>;
-constexpr auto PythonResult_IsObject = is<as::Object>;
-constexpr auto PythonResult_IsTuple = is<as::Tuple>;
-constexpr auto PythonResult_IsDictionary = is<as::Dictionary>;
+constexpr auto PythonResult_IsString = Read::is<as::String>;
+constexpr auto PythonResult_IsInteger = Read::is<as::Int>;
+constexpr auto PythonResult_IsDouble = Read::is<as::Double>;
+constexpr auto PythonResult_IsBoolean = Read::is<as::Boolean>;
+constexpr auto PythonResult_IsBigInteger = Read::is<as::Int64>;
+constexpr auto PythonResult_IsObject = Read::is<as::Object>;
+constexpr auto PythonResult_IsTuple = Read::is<as::Tuple>;
+constexpr auto PythonResult_IsDictionary = Read::is<as::Dictionary>;
 
 } // namespace
 
 REALobject newResult(PyRef object) {
-  REALobject result =
-      REALnewInstanceWithClass(cachedClassRef(PythonResultClassRef, "PythonResult"));
+  REALobject result = REALnewInstanceWithClass(PythonResultClassRef.get());
   if (result) {
     resultHeld(result).fill(std::move(object));
   }

@@ -1,9 +1,9 @@
 // PythonFunction: anything that can be called, taken out of a module or an instance. It owns a lock
 // on the wrapper that it came from.
 
-#include "objects/objects.h"
+#include "objects/attributes.h"
 
-REALclassRef PythonFunctionClassRef = nullptr;
+constinit HostClass PythonFunctionClassRef("PythonFunction");
 
 extern REALclassDefinition PythonFunctionClass;
 
@@ -21,7 +21,7 @@ PythonFunctionData &functionData(REALobject self) {
 // Without parameters the function is called with no arguments; parameters that hold nothing are
 // no call at all.
 REALobject PythonFunction_Invoke(REALobject self, REALobject parameters) {
-  Operation function(objectData(self).held);
+  OwnedCall function(objectData(self).held);
   // Borrowed: the call keeps them.
   PyObject *arguments = parameters ? entityHeld(parameters).borrow() : nullptr;
   if (!function || (parameters && !arguments)) {
@@ -55,19 +55,17 @@ static bool isCallable(PyObject *object) {
   return EPyCallable_Check(object) != 0;
 }
 
-REALobject newFunction(REALobject self, REALstring name, REALobject ownerModule,
-                       REALobject ownerInstance) {
-  Operation object(objectData(self).held);
+REALobject newFunction(Owner kind, REALobject owner, REALstring name) {
+  OwnedCall object(objectData(owner).held);
   PyRef found = findAttribute(object, name);
   if (!found || !isCallable(found.get())) {
     return nullptr;
   }
-  REALobject function =
-      newNamedObject(PythonFunctionClassRef, "PythonFunction", name, std::move(found));
+  REALobject function = newNamedObject(PythonFunctionClassRef, name, std::move(found));
   if (function) {
-    functionData(function) = {ownerModule, ownerInstance};
-    lockIfAny(ownerModule);
-    lockIfAny(ownerInstance);
+    PythonFunctionData &data = functionData(function);
+    (kind == Owner::Module ? data.ownerModule : data.ownerInstance) = owner;
+    ELockObject(owner);
   }
   return function;
 }

@@ -1,9 +1,9 @@
 // PythonModule: an imported module. Host code gets one from Quillix.GetModule and takes functions
 // and classes out of it.
 
-#include "objects/objects.h"
+#include "objects/attributes.h"
 
-REALclassRef PythonModuleClassRef = nullptr;
+constinit HostClass PythonModuleClassRef("PythonModule");
 
 REALobject Python_GetModule(REALstring name) {
   if (!interpreterHasModules()) {
@@ -12,27 +12,26 @@ REALobject Python_GetModule(REALstring name) {
   PythonCall call; // importing runs the module
   PyRef pythonName = newPythonString(name);
   PyRef module(pythonName ? EPyImport_Import(pythonName.get()) : nullptr);
-  return module ? newNamedObject(PythonModuleClassRef, "PythonModule", name, std::move(module))
-                : nullptr;
+  return module ? newNamedObject(PythonModuleClassRef, name, std::move(module)) : nullptr;
 }
 
 namespace {
 
 REALobject PythonModule_GetFunction(REALobject self, REALstring name) {
-  return newFunction(self, name, self, nullptr);
+  return newFunction(Owner::Module, self, name);
 }
 
 // Whatever is found under the name is taken for a class.
 REALobject PythonModule_GetClass(REALobject self, REALstring name) {
-  Operation module(objectData(self).held);
+  OwnedCall module(objectData(self).held);
   PyRef found = findAttribute(module, name);
-  return found ? newClass(name, std::move(found), self) : nullptr;
+  return found ? newClass(self, name, std::move(found)) : nullptr;
 }
 
 // False leaves the module as it was, with Python's error cleared.
 REALboolean PythonModule_Reload(REALobject self) {
   HeldObject &held = objectData(self).held;
-  Operation module(held);
+  OwnedCall module(held);
   if (!module || !interpreterHasModules()) {
     return false;
   }

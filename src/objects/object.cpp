@@ -1,17 +1,17 @@
 // PythonObject: the root of every wrapper that stands for a named Python object. It owns a lock on
 // the name under which the object was obtained and a reference to the object.
 
-#include "objects/objects.h"
+#include "objects/attributes.h"
 
 REALboolean PythonModule_HasAttribute(REALobject self, REALstring name) {
-  Operation object(objectData(self).held);
-  const char *attribute = object ? nameOf(name) : nullptr;
+  OwnedCall object(objectData(self).held);
+  const char *attribute = object ? asPythonName(name) : nullptr;
   return attribute && EPyObject_HasAttrString(object.get(), attribute);
 }
 
 std::intptr_t PythonModule_DeleteAttribute(REALobject self, REALstring name) {
-  Operation object(objectData(self).held);
-  const char *attribute = object ? nameOf(name) : nullptr;
+  OwnedCall object(objectData(self).held);
+  const char *attribute = object ? asPythonName(name) : nullptr;
   return attribute ? EPyObject_SetAttrString(object.get(), attribute, nullptr) : -1;
 }
 

@@ -46,14 +46,12 @@ void PluginEntry() {
   LoadEntryPoints();
   consoleOutputInstance = nullptr;
 
-  PythonModuleClassRef = nullptr;
-  PythonFunctionClassRef = nullptr;
-  PythonResultClassRef = nullptr;
-  PythonClassClassRef = nullptr;
-  PythonPythonInstanceClassRef = nullptr;
-  ObjectArrayRef = nullptr;
-  PythonParametersClassRef = nullptr;
-  PythonEntityClassRef = nullptr;
+  for (HostClass *hostClass :
+       {&PythonModuleClassRef, &PythonFunctionClassRef, &PythonResultClassRef, &PythonClassClassRef,
+        &PythonPythonInstanceClassRef, &ObjectArrayRef, &PythonParametersClassRef,
+        &PythonEntityClassRef}) {
+    hostClass->forget();
+  }
 
   gPythonInitialized = false;
   gInterpreter = kNoInterpreter;
@@ -62,15 +60,15 @@ void PluginEntry() {
   for (REALclassDefinition *definition : kClasses) {
     SetClassConsoleSafe(*definition);
   }
-  ObjectArrayRef = REALGetClassRef("ObjectArray");
+  ObjectArrayRef.get();
   for (REALclassDefinition *definition : kClasses) {
     REALRegisterClass(definition);
   }
   REALRegisterModule(&PythonErrorTypesModule);
 }
 
-// What an earlier call of REALPluginMain has brought about and nobody has put away: an interpreter in
-// use, or locks that only the resolver of that time can give back.
+// What an earlier call of REALPluginMain has brought about and nobody has put away: an interpreter
+// in use, or locks that only the resolver of that time can give back.
 bool isInUse() {
   return interpreterRuns() || gPythonCalls > 0 || consoleOutputInstance || gRegisteredModules ||
          CapsulesAreAlive();
@@ -78,8 +76,8 @@ bool isInUse() {
 
 } // namespace
 
-// Called by the host, once, when it loads the plug-in. The file stays in memory when the host closes
-// it, so that it may be called again, to begin anew; but not while something is in use.
+// Called by the host, once, when it loads the plug-in. The file stays in memory when the host
+// closes it, so that it may be called again, to begin anew; but not while something is in use.
 QUILLIX_EXPORT void REALPluginMain(HostResolver resolver) {
   if (!resolver) {
     return;

@@ -1,5 +1,5 @@
-// The interpreter's life: started and stopped by host code, at any time and as often as it likes, and
-// what that means in each room.
+// The interpreter's life: started and stopped by host code, at any time and as often as it likes,
+// and what that means in each room.
 
 #include "plugin/plugin.h"
 
@@ -48,7 +48,8 @@ void Python_Init() {
   }
   platform::makeVisible(platform::kPythonLibraryName); // to Python's extension modules
   if (EPy_IsInitialized()) {
-    openGate(interpreterStopped); // somebody else's interpreter: used as it is, and not marked as ours
+    openGate(
+        interpreterStopped); // somebody else's interpreter: used as it is, and not marked as ours
     return;
   }
   PythonCall starting;

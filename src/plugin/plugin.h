@@ -1,5 +1,5 @@
-// What the top room's files share: every room below, and the functions of the class Quillix that start
-// and stop the interpreter.
+// What the top room's files share: every room below, and the functions of the class Quillix that
+// start and stop the interpreter.
 #pragma once
 
 #include "bridge/bridge.h"

@@ -46,7 +46,7 @@ void add(FunctionTable &table, REALstring name, void *function) {
   ELockString(name);
   table.names[table.registeredCount] = name;
   PyMethodDef &method = table.methods[table.registeredCount];
-  method.ml_name = nameOf(name);
+  method.ml_name = asPythonName(name);
   method.ml_meth = function ? reinterpret_cast<PyCFunction>(function) : callOfNil;
   method.ml_flags = METH_VARARGS;
   method.ml_doc = nullptr;

@@ -15,9 +15,9 @@ PyMethodDef ModuleNoMethods[] = {{nullptr, nullptr, 0, nullptr}};
 // --- Published tables ---
 
 // What Python points into: the functions of one module or class as they were when it was published,
-// and their names behind them. A function object can outlive its interpreter, in a cycle that nobody
-// collects, and be seen and called in the next; so a table stays for as long as the process lives,
-// and when its interpreter stops its functions become harmless ones.
+// and their names behind them. A function object can outlive its interpreter, in a cycle that
+// nobody collects, and be seen and called in the next; so a table stays for as long as the process
+// lives, and when its interpreter stops its functions become harmless ones.
 struct PublishedTable {
   PublishedTable *next;
   PyMethodDef methods[1]; // as many as there are, ended by a null name
@@ -75,7 +75,7 @@ void publishMethod(PyObject *pythonClass, PyObject *dict, PyMethodDef &entry) {
 // Adds one class to the module's dictionary, then its methods to the class.
 void publishClass(PyObject *moduleDict, REALobject xojoClass) {
   REALstring name = objectData(xojoClass).name;
-  const char *attribute = nameOf(name);
+  const char *attribute = asPythonName(name);
   if (!attribute) {
     return;
   }
@@ -100,7 +100,7 @@ void publishClasses(PyObject *module, REALobject classes) {
     return;
   }
   for (std::int32_t i = 0; i < IArray_Count(classes); ++i) {
-    ObjectLock xojoClass = ObjectLock::adopt(IArray_GetAt(classes, i));
+    ObjectLock xojoClass(IArray_GetAt(classes, i));
     if (xojoClass.get()) {
       publishClass(moduleDict.get(), xojoClass.get());
     }
@@ -110,14 +110,14 @@ void publishClasses(PyObject *module, REALobject classes) {
 } // namespace
 
 // Nothing is published without an interpreter, a module and a name, nor while an error is pending:
-// Python would refuse to make a new module, and half of one is worse than none.
-// The module is kept until Finalize, with what its functions need, and kept before Python sees it: a
-// publication that fails half-way leaves functions behind too.
+// Python would refuse to make a new module, and half of one is worse than none. The module is kept
+// until Finalize, with what its functions need, and kept before Python sees it: a publication that
+// fails half-way leaves functions behind too.
 void Python_RegisterXojoModule(REALobject xojoModule) {
   if (!interpreterHasModules() || !xojoModule || EPyErr_Occurred()) {
     return;
   }
-  const char *name = nameOf(objectData(xojoModule).name);
+  const char *name = asPythonName(objectData(xojoModule).name);
   if (!name || !AppendToObjectArray(gRegisteredModules, xojoModule)) {
     return;
   }

@@ -41,8 +41,8 @@ void OnConsoleOutput(REALobject console, REALstring output) {
 
 // A console stays until its handler has returned, which may choose another one.
 [[gnu::always_inline]] inline void sendToConsole(std::string_view text) {
-  ObjectLock console = ObjectLock::take(consoleOutputInstance);
-  StringLock output = StringLock::adopt(newString(text.data(), text.size()));
+  ObjectLock console = ObjectLock::share(consoleOutputInstance);
+  StringLock output(newString(text.data(), text.size()));
   OnConsoleOutput(console.get(), output.get());
 }
 

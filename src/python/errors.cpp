@@ -1,5 +1,5 @@
-// Python's pending error, read, raised and cleared by host code. The error lives in the interpreter;
-// nothing of it is kept here.
+// Python's pending error, read, raised and cleared by host code. The error lives in the
+// interpreter; nothing of it is kept here.
 
 #include <cstring>
 

@@ -1,4 +1,5 @@
-// The gate to the interpreter, and what host code sets in it; src/plugin/lifetime.cpp opens and closes it.
+// The gate to the interpreter, and what host code sets in it; src/plugin/lifetime.cpp opens and
+// closes it.
 
 #include <cstdlib>
 #include <cstring>
@@ -60,7 +61,7 @@ void Python_AddSearchPath(REALobject folder) {
   if (!interpreterRuns() || !folder || !REALGetPropValueString(folder, "NativePath", &path)) {
     return;
   }
-  StringLock ownedPath = StringLock::adopt(path);
+  StringLock ownedPath(path);
   if (PyObject *searchPath = EPySys_GetObject(const_cast<char *>("path"))) {
     if (PyRef entry = newPythonString(path)) {
       EPyList_Append(searchPath, entry.get());

@@ -97,6 +97,7 @@ void *LoadPythonLibrary() {
 
   Resolver resolver(library);
   QUILLIX_SYMBOLS_1(FILL_FUNCTION)
+  // These texts are fixed, their spelling included: programs and people search for them.
   if (!resolver.complete()) {
     return refuseLibrary(library, "Coult not load symbol");
   }

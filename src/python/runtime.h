@@ -9,6 +9,14 @@
 #include "boundary/host.h"
 #include "python/slots.h"
 
+// For the optimiser; held against the facts where assertions are.
+inline void assume(bool holds) {
+  assert(holds);
+  if (!holds) {
+    __builtin_unreachable();
+  }
+}
+
 // --- The gate ---
 
 // Which interpreter runs: each start counts one up, so that an object can be told from one that an
@@ -30,8 +38,8 @@ inline bool interpreterHasModules() { return interpreterRuns() && EPy_IsInitiali
 // started nor stopped under any of them.
 extern int gPythonCalls;
 
-// Marks a call into Python. Nearly all may run Python code, and with it host code that Python calls:
-// making an object may collect garbage, raising an error lets go of the one before.
+// Marks a call into Python. Nearly all may run Python code, and with it host code that Python
+// calls: making an object may collect garbage, raising an error lets go of the one before.
 class PythonCall {
 public:
   PythonCall() { ++gPythonCalls; }
@@ -164,8 +172,8 @@ inline PyRef newNone() {
 
 // --- Interpreter ---
 
-// Opens the gate to the interpreter that runs. Python calls `whenStopped` as the last of its own work,
-// whoever stops the interpreter.
+// Opens the gate to the interpreter that runs. Python calls `whenStopped` as the last of its own
+// work, whoever stops the interpreter.
 void openGate(void (*whenStopped)());
 void closeGate();
 

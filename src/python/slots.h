@@ -41,9 +41,9 @@ extern void *PythonDLLHandle;
 // there is no usable library; then no slot keeps an address in one.
 void *LoadPythonLibrary();
 
-// Whether code of a Python that is not 2.7 stands in this program where every library finds it. Then
-// the library of 2.7, opened now or called for the first time, would be bound to functions of that
-// one; it must not be used, which the system log is told.
+// Whether code of a Python that is not 2.7 stands in this program where every library finds it.
+// Then the library of 2.7, opened now or called for the first time, would be bound to functions of
+// that one; it must not be used, which the system log is told.
 bool otherPythonIsVisible();
 
 // Fill the slots that lists and dictionaries use beside the main ones. All or none: where the

@@ -1,6 +1,6 @@
-// Whatever fails, at whatever moment: nothing crashes, nothing is lost, and host code is told. Every
-// member that the plug-in declares is called with many arguments, once for each call into Python or
-// the host that it makes, and that call fails.
+// Whatever fails, at whatever moment: nothing crashes, nothing is lost, and host code is told.
+// Every member that the plug-in declares is called with many arguments, once for each call into
+// Python or the host that it makes, and that call fails.
 
 #include "host/runtime/member.h"
 #include "boundary/declare.h"

@@ -1,6 +1,6 @@
-// Loading where there is no Python, one whose library lacks a symbol, or another Python beside it. In
-// Python's place are the stubs of stub_python.cpp: a test opens one, and the plug-in finds that one by
-// the library's name.
+// Loading where there is no Python, one whose library lacks a symbol, or another Python beside it.
+// In Python's place are the stubs of stub_python.cpp: a test opens one, and the plug-in finds that
+// one by the library's name.
 
 #include "tests/tour.h"
 
@@ -170,8 +170,8 @@ TEST_P(LibraryTest, isUsedOrClosed) {
   EXPECT_EQ(openLibrary() != nullptr, found);
 }
 
-// A library of 2.7 that is opened, or first called, while another Python's symbols are visible would
-// be bound to those.
+// A library of 2.7 that is opened, or first called, while another Python's symbols are visible
+// would be bound to those.
 using OtherPython = std::tuple<std::string, bool>; // version, and whether it is there at load
 
 class OtherPythonTest : public LoaderTest, public testing::WithParamInterface<OtherPython> {};

@@ -1,7 +1,7 @@
 // quillix-soak: millions of mixed operations in both directions, of which nothing may stay behind.
-// Each operation checks what it gets, and releases all it took; what is watched besides are resident
-// memory, the references of what the operations share, the objects that Python's garbage collector
-// knows, and what the host has given out.
+// Each operation checks what it gets, and releases all it took; what is watched besides are
+// resident memory, the references of what the operations share, the objects that Python's garbage
+// collector knows, and what the host has given out.
 
 #include <Python.h>
 
@@ -221,7 +221,8 @@ PyObject *referenceTo(const Object &result) {
   return static_cast<PyObject *>(std::get<void *>(call(result, "GetPtr(")));
 }
 
-// Answers with the value before the last argument, read and written as the type that the last names.
+// Answers with the value before the last argument, read and written as the type that the last
+// names.
 PyObject *visit(PyObject *, PyObject *arguments) {
   const Object p = argumentsOf(arguments);
   const std::int32_t last = integer(get(p, "Count")) - 1;

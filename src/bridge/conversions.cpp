@@ -1,6 +1,6 @@
 // The rare cases of the conversions.
 
-#include "bridge/bridge.h"
+#include "bridge/conversions.h"
 
 std::int32_t refuseWideInt() {
   if (e__PyExc_OverflowError) {
