@@ -1,7 +1,8 @@
 # Where CPython 2.7 is. Only its headers are used to build; the library is opened at run time.
 #
 #   QUILLIX_PYTHON_ROOT         root folder with usr/include/python2.7 and usr/lib, or a prefix with
-#                               include/python2.7 and lib; left out, tools/python27 provides one
+#                               include/python2.7 and lib, or for Windows a folder as its installer
+#                               makes it; left out, tools/python27 provides one
 #   QUILLIX_PYTHON_ENVIRONMENT  (result) NAME=VALUE entries for a program that runs Python from there
 #   quillix_python_headers      (result) the include directories, as a target
 
@@ -10,7 +11,7 @@ if(NOT QUILLIX_PYTHON_ROOT)
     message(FATAL_ERROR "Set QUILLIX_PYTHON_ROOT to a folder that holds Python 2.7.")
   endif()
   execute_process(
-    COMMAND "${CMAKE_CURRENT_SOURCE_DIR}/tools/python27" ${QUILLIX_ARCH}
+    COMMAND "${CMAKE_CURRENT_SOURCE_DIR}/tools/python27" ${QUILLIX_PYTHON_ARCH}
     OUTPUT_VARIABLE python_root OUTPUT_STRIP_TRAILING_WHITESPACE
     RESULT_VARIABLE python_status)
   if(NOT python_status EQUAL 0)
@@ -21,6 +22,7 @@ endif()
 
 find_path(QUILLIX_PYTHON_INCLUDE Python.h
   PATHS "${QUILLIX_PYTHON_ROOT}/usr/include/python2.7" "${QUILLIX_PYTHON_ROOT}/include/python2.7"
+        "${QUILLIX_PYTHON_ROOT}/include"
   NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH)
 if(NOT QUILLIX_PYTHON_INCLUDE)
   message(FATAL_ERROR "No Python 2.7 headers below ${QUILLIX_PYTHON_ROOT}.")
@@ -30,21 +32,16 @@ add_library(quillix_python_headers INTERFACE)
 # Debian's pyconfig.h includes the architecture's own by a path from the folder above.
 get_filename_component(python_prefix "${QUILLIX_PYTHON_INCLUDE}/../.." ABSOLUTE)
 set(python_headers "${QUILLIX_PYTHON_INCLUDE}" "${python_prefix}/include")
-if(WIN32)
-  # Python's headers are the same everywhere but for pyconfig.h, which lies among them.
-  set(python_headers "${CMAKE_CURRENT_BINARY_DIR}/python-headers")
-  file(COPY "${QUILLIX_PYTHON_INCLUDE}/" DESTINATION "${python_headers}"
-    PATTERN pyconfig.h EXCLUDE)
-  configure_file("${CMAKE_CURRENT_SOURCE_DIR}/cmake/windows/pyconfig.h"
-    "${python_headers}/pyconfig.h" COPYONLY)
-endif()
 target_include_directories(quillix_python_headers SYSTEM INTERFACE ${python_headers})
 
 # Python's own variables are fixed, so that a run does not depend on the user's settings. An embedded
 # Python does not read PYTHONNOUSERSITE; a folder that does not exist keeps the user's packages out.
 set(QUILLIX_PYTHON_ENVIRONMENT PYTHONDONTWRITEBYTECODE=1 PYTHONPATH=
   "PYTHONUSERBASE=${CMAKE_CURRENT_BINARY_DIR}/no-user-packages")
-if(NOT QUILLIX_PYTHON_ROOT STREQUAL "/")
+if(WIN32)
+  list(APPEND QUILLIX_PYTHON_ENVIRONMENT "${QUILLIX_LIBRARY_PATH_PREFIX}${QUILLIX_PYTHON_ROOT}"
+    "PYTHONHOME=${QUILLIX_ROOT_PREFIX}${QUILLIX_PYTHON_ROOT}")
+elseif(NOT QUILLIX_PYTHON_ROOT STREQUAL "/")
   file(GLOB python_library
     "${python_prefix}/lib/*/libpython2.7.so.1.0" "${python_prefix}/lib/libpython2.7.so.1.0")
   if(python_library)

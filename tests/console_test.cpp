@@ -178,10 +178,10 @@ using ForeignInterpreterTest = LoadedTest;
 
 // The capture can be put into an interpreter that somebody else started.
 TEST_F(ForeignInterpreterTest, isCapturedByHand) {
-  void *plugin = dlopen(host::pluginPath(QUILLIX_PLUGIN_PATH).c_str(), RTLD_NOW | RTLD_NOLOAD);
+  void *plugin = platform::openAgain(host::pluginPath(QUILLIX_PLUGIN_PATH).c_str());
   ASSERT_TRUE(plugin);
-  const auto initaview = reinterpret_cast<void (*)()>(dlsym(plugin, "initaview"));
-  dlclose(plugin);
+  const auto initaview = reinterpret_cast<void (*)()>(platform::findSymbol(plugin, "initaview"));
+  platform::closeLibrary(plugin);
   initaview(); // into nothing
   PY(Py_Initialize)();
   initaview();

@@ -112,9 +112,10 @@ TEST(EntryTest, registersTheDocumentedInterface) {
       documented += line + "\n";
 
   host::unload();
-  void *const plugin = dlopen(host::pluginPath(QUILLIX_PLUGIN_PATH).c_str(), RTLD_NOW);
-  ASSERT_NE(plugin, nullptr) << dlerror();
-  const auto load = reinterpret_cast<void (*)(HostResolver)>(dlsym(plugin, "REALPluginMain"));
+  void *const plugin = platform::openLibrary(host::pluginPath(QUILLIX_PLUGIN_PATH));
+  ASSERT_NE(plugin, nullptr) << platform::libraryError();
+  const auto load =
+      reinterpret_cast<void (*)(HostResolver)>(platform::findSymbol(plugin, "REALPluginMain"));
   ASSERT_NE(load, nullptr);
   gAsked.clear();
   // The second load says the same, whatever the first one left behind.
@@ -128,17 +129,17 @@ TEST(EntryTest, registersTheDocumentedInterface) {
                                               "REALUnlockObject", "REALUnlockString",
                                               "REALLockString", "pluginObjectType", "ObjectArray",
                                               "PluginRegisterClass", "PluginRegisterModule"}));
-  dlclose(plugin);
+  platform::closeLibrary(plugin);
 }
 
 // What is in use, or kept locked, belongs to the host that loaded the plug-in: nobody else gets in.
 TEST_F(LoadedTest, nobodyLoadsWhatIsInUse) {
   const auto toldTo = [](HostResolver resolver) {
     gTold.clear();
-    void *const plugin =
-        dlopen(host::pluginPath(QUILLIX_PLUGIN_PATH).c_str(), RTLD_NOW | RTLD_NOLOAD);
-    reinterpret_cast<void (*)(HostResolver)>(dlsym(plugin, "REALPluginMain"))(resolver);
-    dlclose(plugin);
+    void *const plugin = platform::openAgain(host::pluginPath(QUILLIX_PLUGIN_PATH).c_str());
+    reinterpret_cast<void (*)(HostResolver)>(platform::findSymbol(plugin, "REALPluginMain"))(
+        resolver);
+    platform::closeLibrary(plugin);
     return !gTold.empty();
   };
   host::Object console = host::create("QuillixConsoleOutput");

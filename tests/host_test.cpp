@@ -48,7 +48,7 @@ TEST_F(HostTest, laysClassDataOutSuperClassFirst) {
     EXPECT_EQ(gLife, "bd");
     EXPECT_GE(gBase.dataOffset, sizeof(REALobjectStruct));
     EXPECT_GE(gDerived.dataOffset, gBase.dataOffset + gBase.dataSize);
-    EXPECT_EQ(gDerived.dataOffset % alignof(std::max_align_t), 0U);
+    EXPECT_EQ(gDerived.dataOffset % host::kAlignment, 0U);
     EXPECT_EQ(host::classData<char>(object.get(), gBase), 0);
     EXPECT_EQ(host::classData<double>(object.get(), gDerived), 0);
   }

@@ -4,7 +4,6 @@
 #include "tests/fields.h"
 #include "tests/tour.h"
 
-#include <csignal>
 #include <filesystem>
 #include <unistd.h>
 
@@ -205,10 +204,11 @@ public:
     const std::filesystem::path file =
         std::filesystem::temp_directory_path() / ("quillix-copy-" + std::to_string(getpid()));
     copy_file(host::pluginPath(QUILLIX_PLUGIN_PATH), file);
-    void *const plugin = dlopen(file.c_str(), RTLD_NOW);
+    void *const plugin = platform::openLibrary(file.string());
     remove(file);
-    EXPECT_NE(plugin, nullptr) << dlerror();
-    reinterpret_cast<void (*)(HostResolver)>(dlsym(plugin, "REALPluginMain"))(resolve);
+    EXPECT_NE(plugin, nullptr) << platform::libraryError();
+    reinterpret_cast<void (*)(HostResolver)>(platform::findSymbol(plugin, "REALPluginMain"))(
+        resolve);
   }
   void call(std::string_view declaration) const {
     for (HostWord i = 0; i < quillixClass->sharedMethods.count; ++i)
@@ -366,7 +366,7 @@ TEST_F(UnderWayTest, aCtrlCThatWaitsDoesNotCutTheEndShort) {
     runPython("import atexit\n"
               "@atexit.register\n"
               "def bye(): print 'bye'");
-    std::raise(SIGINT);
+    platform::interrupt();
     finalize();
     init();
   }

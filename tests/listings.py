@@ -50,6 +50,11 @@ def blocks_of(lines):
         raise SystemExit('line %d: the block does not end' % opened[2])
 
 
+def text_of(output):
+    """What a program printed, with the line ends of this system."""
+    return output.decode().replace('\r\n', '\n')
+
+
 class Listings:
     def __init__(self, document, host, folder):
         self.document = document
@@ -66,7 +71,7 @@ class Listings:
     def run(self, command):
         ended = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
                                stdin=subprocess.DEVNULL, timeout=SECONDS, cwd=ROOT)
-        return ended.returncode, ended.stdout.decode(), ended.stderr.decode()
+        return ended.returncode, text_of(ended.stdout), text_of(ended.stderr)
 
     def host_code(self, block):
         # At its own lines of the document, so that messages name these.
@@ -125,7 +130,7 @@ def check_script(script, host):
     with open(os.path.join(os.path.dirname(script), 'output.txt'), encoding='utf-8') as file:
         expected = file.read()
     ended = subprocess.run(host + ['script', script], stdout=subprocess.PIPE, timeout=SECONDS)
-    output = ended.stdout.decode()
+    output = text_of(ended.stdout)
     sys.stdout.writelines(difflib.unified_diff(expected.splitlines(True), output.splitlines(True),
                                                'output.txt', 'what was printed'))
     return 0 if ended.returncode == 0 and output == expected else 1

@@ -8,11 +8,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <deque>
-#include <fstream>
-#include <malloc.h>
-#include <sys/mman.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 namespace {
 
@@ -147,11 +142,8 @@ struct Growth {
 };
 
 Growth bytesNow() {
-  const struct mallinfo2 info = mallinfo2();
-  long size = 0, resident = 0;
-  std::ifstream("/proc/self/statm") >> size >> resident;
-  return {static_cast<double>(info.uordblks + info.hblkhd),
-          static_cast<double>(resident * sysconf(_SC_PAGESIZE))};
+  return {static_cast<double>(platform::allocatedBytes()),
+          static_cast<double>(platform::residentBytes())};
 }
 
 // The first half of the lives warms up.
@@ -174,28 +166,10 @@ Growth measure(int count, const std::function<void()> &live) {
 
 // In a process of its own, all of whose growth is that of these lives.
 Growth measureApart(int count, const std::function<std::function<void()>()> &prepare) {
-  auto *const growth = static_cast<Growth *>(
-      mmap(nullptr, sizeof(Growth), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
-  std::fflush(nullptr);
-  const pid_t child = fork();
-  if (child == 0) {
-    *growth = measure(count, prepare());
-    _exit(::testing::Test::HasFailure());
-  }
-  int status = -1;
-  EXPECT_EQ(waitpid(child, &status, 0), child);
-  EXPECT_EQ(status, 0);
-  return *growth;
-}
-
-// malloc's figures are not those of the tool's allocator, and a freed block stays resident.
-bool underMemoryChecker() {
-#ifdef __SANITIZE_ADDRESS__
-  return true;
-#else
-  const char *const preloaded = std::getenv("LD_PRELOAD");
-  return preloaded && std::string_view(preloaded).find("vgpreload") != std::string_view::npos;
-#endif
+  Growth growth{};
+  EXPECT_TRUE(
+      platform::runApart([&] { growth = measure(count, prepare()); }, &growth, sizeof growth));
+  return growth;
 }
 
 // --- Tests ---
@@ -203,7 +177,7 @@ bool underMemoryChecker() {
 // Measures both, and says whether the plug-in adds nothing to what Python itself leaves.
 bool addsNothing(const Life &life, int count) {
   const Growth plain = measureApart(count, [&] {
-    EXPECT_NE(dlopen("libpython2.7.so.1.0", RTLD_LAZY | RTLD_GLOBAL), nullptr);
+    EXPECT_NE(platform::openVisible(platform::kPythonLibrary), nullptr);
     return [life] { liveOnceWithoutPlugin(life); };
   });
   const Growth through = measureApart(count, [&] {
@@ -225,7 +199,7 @@ bool addsNothing(const Life &life, int count) {
 
 // A life of little work shows every byte, one of much shows that all of Python gets along.
 TEST(RestartTest, growsNoFasterThanPythonByItself) {
-  if (underMemoryChecker())
+  if (platform::isUnderMemoryChecker())
     GTEST_SKIP() << "a memory checker counts otherwise";
   for (const Life life : {Life{"little", false}, Life{"little", true}, Life{"much", true}}) {
     const int count = lives(12) * (life.work == std::string("much") ? 1 : 4);

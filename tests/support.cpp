@@ -1,15 +1,5 @@
 #include "tests/support.h"
 
-void *findPythonSymbol(const char *name) {
-  void *symbol = dlsym(RTLD_DEFAULT, name);
-  if (!symbol) { // no interpreter was ever started
-    dlopen("libpython2.7.so.1.0", RTLD_LAZY | RTLD_NOLOAD | RTLD_GLOBAL);
-    symbol = dlsym(RTLD_DEFAULT, name);
-  }
-  EXPECT_NE(symbol, nullptr) << name;
-  return symbol;
-}
-
 std::string takeErrorClass() {
   PyObject *type = nullptr;
   PyObject *value = nullptr;

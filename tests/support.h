@@ -4,7 +4,6 @@
 
 #include <Python.h>
 
-#include <dlfcn.h>
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -12,13 +11,18 @@
 #include <vector>
 
 #include "host/runtime/call.h"
+#include "tests/platform.h"
 
 // A function or variable of the Python library that the plug-in opened, by its own name; for what a
 // test needs to see of Python without the plug-in: PY(PyRun_String)(...), *PY(PyExc_TypeError).
 #define QUILLIX_QUOTE(symbol) #symbol
 #define QUILLIX_NAME(symbol) QUILLIX_QUOTE(symbol)
 #define PY(symbol) (reinterpret_cast<decltype(&symbol)>(findPythonSymbol(QUILLIX_NAME(symbol))))
-void *findPythonSymbol(const char *name);
+inline void *findPythonSymbol(const char *name) {
+  void *const symbol = platform::findPythonSymbol(name);
+  EXPECT_NE(symbol, nullptr) << name;
+  return symbol;
+}
 
 namespace quillix {
 

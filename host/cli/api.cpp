@@ -1,5 +1,5 @@
-#include "host/runtime/call.h"
 #include "host/cli/cli.h"
+#include "host/runtime/call.h"
 
 #include <cstdio>
 #include <string>

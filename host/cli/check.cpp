@@ -1,32 +1,18 @@
-#include "host/runtime/call.h"
 #include "host/cli/cli.h"
+#include "host/runtime/call.h"
+#include "host/runtime/platform.h"
 #include "python/symbols.h"
 
 #include <algorithm>
 #include <cstdio>
-#include <dlfcn.h>
-#include <filesystem>
 #include <string>
-#include <sys/wait.h>
-#include <unistd.h>
 #include <vector>
 
 namespace {
 
-#if defined(__APPLE__)
-constexpr const char *kLibrary = "libpython2.7.dylib";
-#else
-constexpr const char *kLibrary = "libpython2.7.so.1.0";
-#endif
+namespace platform = host::platform;
 
-constexpr const char *kAdvice =
-    R"(
-Quillix needs the shared library of CPython 2.7 (%s), built for this
-processor, and Python's standard library. Install Python 2.7 from your system's packages, or from
-its source configured with --enable-shared. When it is in a place of its own, name that place:
-  LD_LIBRARY_PATH=PREFIX/lib   where the shared library is
-  PYTHONHOME=PREFIX            where lib/python2.7 is
-)";
+constexpr const char *kStart = "--start"; // and stop, in a process of its own
 
 // As the library exports it, which is not always as Python's header writes it.
 std::string exportedName(const std::string &name) {
@@ -70,7 +56,7 @@ bool checkSymbols(void *library) {
   bool complete = true;
   bool usable = true;
   for (const Symbol &symbol : all) {
-    if (dlsym(library, symbol.name.c_str()))
+    if (platform::findSymbol(library, symbol.name.c_str()))
       continue;
     say("missing", symbol.name + (symbol.isNeeded ? " (needed)" : ""));
     complete = false;
@@ -81,37 +67,20 @@ bool checkSymbols(void *library) {
   return usable;
 }
 
-std::string placeOf(const void *symbol) {
-  Dl_info info;
-  if (!symbol || !dladdr(symbol, &info) || !info.dli_fname)
-    return "an unknown place";
-  std::error_code error;
-  const auto path = std::filesystem::canonical(info.dli_fname, error);
-  return error ? info.dli_fname : path.string();
-}
-
-// Starts and stops the interpreter in a process of its own: without its standard library Python
-// ends the process that starts it.
-bool starts() {
-  const pid_t child = fork();
-  if (child == 0) {
-    host::callShared("Quillix", "Init()");
-    host::callShared("Quillix", "Finalize()");
-    _exit(0);
-  }
-  int status = 0;
-  return child > 0 && waitpid(child, &status, 0) == child && WIFEXITED(status) &&
-         WEXITSTATUS(status) == 0;
+void startAndStop() {
+  host::callShared("Quillix", "Init()");
+  host::callShared("Quillix", "Finalize()");
 }
 
 bool checkPython() {
-  void *const library = dlopen(kLibrary, RTLD_LAZY);
+  void *const library = platform::openLibrary(platform::kPythonLibrary);
   if (!library) {
-    say("library", "not found: " + std::string(dlerror()));
+    say("library", "not found: " + platform::libraryError());
     return false;
   }
-  say("library", placeOf(dlsym(library, "Py_Initialize")));
-  if (void *const version = dlsym(library, "Py_GetVersion")) {
+  const std::string file = platform::fileOf(platform::findSymbol(library, "Py_Initialize"));
+  say("library", file.empty() ? "an unknown place" : file);
+  if (void *const version = platform::findSymbol(library, "Py_GetVersion")) {
     std::string text = reinterpret_cast<const char *(*)()>(version)();
     std::replace(text.begin(), text.end(), '\n', ' ');
     say("version", text);
@@ -122,7 +91,8 @@ bool checkPython() {
     say("plug-in", "did not accept this library");
     return false;
   }
-  if (!starts()) {
+  // Without its standard library Python ends the process that starts it.
+  if (!platform::returnsApart(startAndStop, "check", kStart)) {
     say("start", "failed: Python does not find its standard library");
     return false;
   }
@@ -143,16 +113,21 @@ Exit status: 0 it can be used; 1 it cannot, or the plug-in cannot be loaded; 2 w
 )";
 
 int cli::check(Arguments arguments) {
-  if (!arguments.empty())
+  const bool justStarts = arguments.size() == 1 && std::string_view(arguments[0]) == kStart;
+  if (!arguments.empty() && !justStarts)
     return badUsage("check takes no arguments", kCheckHelp);
   if (!loadPlugin())
     return kFailure;
+  if (justStarts) {
+    startAndStop();
+    return kSuccess;
+  }
   say("plug-in", host::pluginPath());
   if (checkPython()) {
     say("result", "Python can be used");
     return finish(kSuccess);
   }
   say("result", "Python cannot be used");
-  std::printf(kAdvice, kLibrary);
+  std::printf(platform::kAdvice, platform::kPythonLibrary);
   return kFailure;
 }

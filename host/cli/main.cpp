@@ -1,7 +1,8 @@
 // quillix-host: a host program around the plug-in, for the command line.
 
-#include "host/runtime/call.h"
 #include "host/cli/cli.h"
+#include "host/runtime/call.h"
+#include "host/runtime/platform.h"
 
 #include <cstdio>
 #include <exception>
@@ -64,6 +65,7 @@ int cli::finish(int result) {
 }
 
 int main(int count, char **words) {
+  host::platform::start();
   const Verb verbs[] = {
       {"call", cli::call, cli::kCallHelp},
       {"script", cli::script, cli::kScriptHelp},

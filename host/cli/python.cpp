@@ -1,8 +1,8 @@
 // What the verbs that run Python share.
 
-#include "host/runtime/call.h"
 #include "host/cli/cli.h"
 #include "host/cli/values.h"
+#include "host/runtime/call.h"
 
 #include <cstdio>
 #include <string>

@@ -1,5 +1,5 @@
-#include "host/cli/cli.h"
 #include "host/script/script.h"
+#include "host/cli/cli.h"
 
 #include <cerrno>
 #include <cstdio>

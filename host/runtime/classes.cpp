@@ -199,7 +199,6 @@ void requireNewName(const Registry &known, const char *name, HostWord version) {
 }
 
 constexpr std::size_t aligned(std::size_t size) {
-  constexpr std::size_t kAlignment = alignof(std::max_align_t);
   return (size + kAlignment - 1) / kAlignment * kAlignment;
 }
 

@@ -87,7 +87,7 @@ void giveBack(Block *block) {
 
 // --- spare blocks: for measurements, small ones that are freed serve again without malloc -------
 
-constexpr std::size_t kSpareStep = alignof(std::max_align_t);
+constexpr std::size_t kSpareStep = kAlignment;
 constexpr std::size_t kLargestSpare = 16 * kSpareStep; // bytes
 
 constinit Block *gSpare[kLargestSpare / kSpareStep + 1] = {}; // lists by size in steps

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "boundary/records.h"
+#include "host/runtime/platform.h"
 
 #include <cstddef>
 #include <functional>
@@ -17,7 +18,7 @@ namespace host {
 using Class = REALclassStruct;
 
 // Says on standard error what was done wrong, and aborts.
-[[noreturn, gnu::format(printf, 1, 2)]] void misuse(const char *format, ...);
+[[noreturn, gnu::format(QUILLIX_PRINTF, 1, 2)]] void misuse(const char *format, ...);
 
 struct Block {
   std::uint32_t magic; // which kind of block, and whether it lives
@@ -26,6 +27,9 @@ struct Block {
   Block *next;
   std::size_t size; // bytes of the allocation
 };
+
+// Of every block, as malloc gives it.
+inline constexpr std::size_t kAlignment = 2 * sizeof(void *);
 
 // What host code attached to one instance. Most instances have none.
 struct Attachments {
@@ -37,7 +41,7 @@ struct Attachments {
 } // namespace host
 
 // The class data blocks follow. The header is as aligned as they must be.
-struct alignas(std::max_align_t) REALobjectStruct : host::Block {
+struct alignas(host::kAlignment) REALobjectStruct : host::Block {
   const host::Class *type;
   host::Attachments *attachments; // owned
 };

@@ -1,9 +1,9 @@
 #include "host/runtime/runtime.h"
 
 #include "host/runtime/builtins.h"
+#include "host/runtime/platform.h"
 
 #include <cstdlib>
-#include <dlfcn.h>
 #include <filesystem>
 #include <functional>
 #include <map>
@@ -182,12 +182,12 @@ void load(const std::string &path) {
     throw std::runtime_error("a plug-in is loaded already");
   // With a directory in its name, so that the loader searches nowhere else.
   const std::string file = std::filesystem::absolute(path).string();
-  void *const plugin = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
+  void *const plugin = platform::openLibrary(file);
   if (!plugin)
-    throw std::runtime_error("the plug-in cannot be opened: " + std::string(dlerror()));
-  void *const entry = dlsym(plugin, "REALPluginMain");
+    throw std::runtime_error("the plug-in cannot be opened: " + platform::libraryError());
+  void *const entry = platform::findSymbol(plugin, "REALPluginMain");
   if (!entry) {
-    dlclose(plugin);
+    platform::closeLibrary(plugin);
     throw std::runtime_error(file + " is no plug-in: it does not export REALPluginMain");
   }
   state().plugin = plugin;
@@ -208,7 +208,7 @@ void unload() {
   forgetClasses();
   state().announcedVersion = 0;
   if (state().plugin)
-    dlclose(std::exchange(state().plugin, nullptr));
+    platform::closeLibrary(std::exchange(state().plugin, nullptr));
 }
 
 } // namespace host

@@ -3,6 +3,8 @@
 #if defined(_WIN32)
 #define WIN32_LEAN_AND_MEAN
 #include <windows.h>
+// After windows.h.
+#include <cstdio>
 #else
 #include <dlfcn.h>
 #include <syslog.h>
@@ -35,7 +37,11 @@ void stayLoaded() {
                      reinterpret_cast<const char *>(&stayLoaded), &self);
 }
 
-void log(const char *message) { OutputDebugStringA(message); }
+void log(const char *format, const char *text) {
+  char message[1024];
+  std::snprintf(message, sizeof message, format, text);
+  OutputDebugStringA(message);
+}
 
 #else
 
@@ -69,7 +75,7 @@ void stayLoaded() {
 void stayLoaded() {} // the file says so itself: it is linked with -z nodelete
 #endif
 
-void log(const char *message) { syslog(LOG_ERR, "%s", message); }
+void log(const char *format, const char *text) { syslog(LOG_ERR, format, text); }
 
 #endif
 

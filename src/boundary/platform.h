@@ -48,7 +48,7 @@ void closeLibrary(void *library);
 // Keeps the plug-in's own file in memory until the process ends, whoever closes it.
 void stayLoaded();
 
-// Writes one line, without a line feed of its own, to the system log.
-void log(const char *message);
+// Writes a line to the system log; "%s" in it stands for the text.
+void log(const char *format, const char *text = "");
 
 } // namespace platform

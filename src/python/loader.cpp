@@ -65,13 +65,6 @@ void *refuseLibrary(void *library, const char *message) {
   return nullptr;
 }
 
-// One line that names the library, in the place of "%s".
-void logOfLibrary(const char *format) {
-  char message[128];
-  std::snprintf(message, sizeof message, format, platform::kPythonLibraryName);
-  platform::log(message);
-}
-
 } // namespace
 
 bool otherPythonIsVisible() {
@@ -80,7 +73,8 @@ bool otherPythonIsVisible() {
   if (!version || std::strncmp(version(), "2.7", 3) == 0) {
     return false;
   }
-  logOfLibrary("Could not use %s: the symbols of another Python are visible in this program\n");
+  platform::log("Could not use %s: the symbols of another Python are visible in this program\n",
+                platform::kPythonLibraryName);
   return true;
 }
 
@@ -90,7 +84,7 @@ void *LoadPythonLibrary() {
   }
   void *library = platform::openLibrary(platform::kPythonLibraryName);
   if (!library) {
-    logOfLibrary("Could not load %s\n");
+    platform::log("Could not load %s\n", platform::kPythonLibraryName);
     return nullptr;
   }
   gPythonFound = true;

@@ -2,8 +2,8 @@
 // Every member that the plug-in declares is called with many arguments, once for each call into
 // Python or the host that it makes, and that call fails.
 
-#include "host/runtime/member.h"
 #include "boundary/declare.h"
+#include "host/runtime/member.h"
 #include "tests/faults/slots.h"
 #include "tests/support.h"
 #include "tests/wrappers.h"
@@ -318,6 +318,7 @@ void releasePointer(const Value &result) {
 class FaultTest : public RunningTest {
 protected:
   void SetUp() override {
+    slots::standBetween();
     LoadedTest::SetUp(); // NOLINT(bugprone-parent-virtual-call): Python is started here, otherwise
     *PY(Py_NoSiteFlag) = 1; // quick to start
     start();

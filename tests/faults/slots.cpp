@@ -2,33 +2,15 @@
 
 #include <cstdarg>
 #include <cstring>
-#include <dlfcn.h>
 #include <map>
 #include <set>
 #include <string_view>
 
 #include "python/symbols.h"
+#include "tests/redirect.h"
 #include "tests/support.h"
 
 namespace {
-
-using Lookup = void *(*)(void *, const char *);
-
-// The C library's own dlsym, under whichever version this architecture has it.
-Lookup realDlsym() {
-  static Lookup found = [] {
-    for (const char *version :
-         {"GLIBC_2.34", "GLIBC_2.17", "GLIBC_2.4", "GLIBC_2.2.5", "GLIBC_2.0"})
-      if (void *symbol = dlvsym(RTLD_NEXT, "dlsym", version))
-        return reinterpret_cast<Lookup>(symbol);
-    return Lookup{};
-  }();
-  return found;
-}
-
-template <class Function> Function real(const char *name) {
-  return reinterpret_cast<Function>(realDlsym()(RTLD_DEFAULT, name));
-}
 
 // --- Failing on request ---
 
@@ -192,17 +174,20 @@ void *standInFor(const char *name, void *original) {
 
 } // namespace
 
-// The plug-in finds this one before the C library's. Only what is asked of Python's own handle is
-// the plug-in's; the tests ask for what is global.
-extern "C" void *dlsym(void *handle, const char *name) noexcept {
-  void *const symbol = realDlsym()(handle, name);
+// What is asked of Python's own handle is the plug-in's; the tests ask for what is global.
+static void *lookUp(void *library, const char *name, void *found) {
   static void *python = nullptr;
   if (std::strcmp(name, "Py_Initialize") == 0)
-    python = handle;
-  return handle && handle == python ? standInFor(name, symbol) : symbol;
+    python = library;
+  return library && library == python ? standInFor(name, found) : found;
 }
 
 namespace slots {
+
+void standBetween() {
+  redirect::gLookUp = lookUp;
+  redirect::plugin(host::pluginPath(QUILLIX_PLUGIN_PATH));
+}
 
 void failCall(int nth) {
   gCallsLeft = nth;

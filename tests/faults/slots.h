@@ -9,6 +9,9 @@
 
 namespace slots {
 
+// From the next load of the plug-in on.
+void standBetween();
+
 // The nth call from now of a function that can fail does so, 1 being the next; 0: none does.
 void failCall(int nth);
 

@@ -1,8 +1,8 @@
 // What each call of a value wrapper must answer and change, by the model.
 #pragma once
 
-#include "tests/fuzz/model.h"
 #include "host/runtime/member.h"
+#include "tests/fuzz/model.h"
 
 namespace model {
 

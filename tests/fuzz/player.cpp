@@ -556,8 +556,7 @@ void Player::learn() {
 
 void player::prepare() {
   host::load(host::pluginPath(QUILLIX_PLUGIN_PATH));
-  dlopen("libpython2.7.so.1.0", RTLD_LAZY | RTLD_NOLOAD | RTLD_GLOBAL); // as Init will
-  *PY(Py_NoSiteFlag) = 1;                                               // quick to start
+  *PY(Py_NoSiteFlag) = 1; // quick to start
   startPython();
 }
 

@@ -5,9 +5,6 @@
 
 #include <Python.h>
 
-#include <dlfcn.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <chrono>
 #include <cinttypes>
@@ -21,11 +18,13 @@
 #include <sstream>
 
 #include "host/runtime/member.h"
+#include "tests/platform.h"
 
 // A function or object of the Python library that the plug-in opened.
 #define QUOTE(symbol) #symbol
 #define PYTHON_NAME(symbol) QUOTE(symbol)
-#define PY(symbol) (reinterpret_cast<decltype(&symbol)>(dlsym(RTLD_DEFAULT, PYTHON_NAME(symbol))))
+#define PY(symbol)                                                                                 \
+  (reinterpret_cast<decltype(&symbol)>(platform::findPythonSymbol(PYTHON_NAME(symbol))))
 
 #define CHECK(condition) ((condition) ? static_cast<void>(0) : fail(#condition, __LINE__))
 
@@ -476,25 +475,6 @@ void run(Stage &s, std::uint64_t operations) {
 
 // --- Oracles ---
 
-// Sanitizers and valgrind keep freed memory for a while.
-bool underMemoryChecker() {
-#ifdef __SANITIZE_ADDRESS__
-  return true;
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-  return true;
-#endif
-#endif
-  const char *const preloaded = std::getenv("LD_PRELOAD");
-  return preloaded && std::strstr(preloaded, "vgpreload");
-}
-
-long residentKilobytes() {
-  long size = 0, resident = 0;
-  std::ifstream("/proc/self/statm") >> size >> resident;
-  return resident * (sysconf(_SC_PAGESIZE) / 1024);
-}
-
 long number(const std::string &expression) {
   PyObject *const globals = PY(PyModule_GetDict)(PY(PyImport_AddModule)("__main__"));
   PyObject *const value =
@@ -551,10 +531,10 @@ constexpr long kToleratedKilobytes = 128;
 void compare(const std::vector<long> &kilobytes) {
   const auto quarter = static_cast<std::ptrdiff_t>(kilobytes.size() / 4);
   const auto mean = [&](auto first) {
-    return std::accumulate(first, first + quarter, 0L) / quarter;
+    return std::accumulate(first, first + quarter, 0L) / static_cast<long>(quarter);
   };
   const long before = mean(kilobytes.begin()), after = mean(kilobytes.end() - quarter);
-  const bool isOurs = !underMemoryChecker() && !std::getenv("QUILLIX_EMULATED");
+  const bool isOurs = !platform::isUnderMemoryChecker() && !std::getenv("QUILLIX_EMULATED");
   report(!isOurs || after - before <= kToleratedKilobytes,
          "resident memory: " + std::to_string(before) + " -> " + std::to_string(after) + " KB, " +
              (isOurs ? std::to_string(kToleratedKilobytes) + " more are tolerated"
@@ -573,7 +553,7 @@ void soakFor(std::uint64_t operations) {
   const auto start = std::chrono::steady_clock::now();
   for (std::uint64_t i = 0; i < kSamples; ++i) {
     run(stage, operations / kSamples);
-    kilobytes.push_back(residentKilobytes());
+    kilobytes.push_back(static_cast<long>(platform::residentBytes() / 1024));
   }
   const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
   std::printf("%" PRIu64 " operations, %.0f a second\n", operations,
@@ -616,7 +596,7 @@ int main(int argc, char **argv) {
   gRandom.seed(seed);
 
   host::load(host::pluginPath());
-  host::keepFreedBlocks(underMemoryChecker());
+  host::keepFreedBlocks(platform::isUnderMemoryChecker());
   shared("Init()");
   {
     const Object console = host::create("QuillixConsoleOutput");
