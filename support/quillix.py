@@ -1275,22 +1275,25 @@ def _set_state(state):
             os.environ.pop(name, None)
 
 
-def _enter(folder):
-    """Use a virtual environment that has no script for it."""
+def _enter(folder, path):
+    """Use a virtual environment that has no script for it.
+
+    path: of its folder, as it was given.
+    """
     import site
     version = 'python%d.%d' % sys.version_info[:2]
     packages = [os.path.join(folder, *rest) for rest in (
         ('lib', version, 'site-packages'),
         ('lib64', version, 'site-packages'),
         ('Lib', 'site-packages'))]
-    packages = [path for path in packages if os.path.isdir(path)]
+    packages = [entry for entry in packages if os.path.isdir(entry)]
     if not packages:
         raise ValueError('%s is no virtual environment for %s' %
-                         (folder, version))
+                         (path, version))
     before = set(sys.path).difference(packages)
-    for path in packages:
-        site.addsitedir(path)
-    sys.path.sort(key=lambda path: path in before)
+    for entry in packages:
+        site.addsitedir(entry)
+    sys.path.sort(key=lambda entry: entry in before)
     programs = os.path.join(folder, 'Scripts' if os.name == 'nt' else 'bin')
     os.environ['PATH'] = os.pathsep.join(
         filter(None, [programs, os.environ.get('PATH')]))
@@ -1324,7 +1327,7 @@ def activate(path):
                 execfile(script, {'__file__': script, '__name__': 'activate'})
                 break
         else:
-            _enter(folder)
+            _enter(folder, path)
     except:  # noqa: E722, raised again
         _set_state(before)
         _objects.environment = active

@@ -11,6 +11,7 @@ In a Markdown file the word after a fence's three marks says what a block is, th
                      unless the code does it itself
     xojo continues   goes on where the block before it, under the same heading, ended
     xojo norun       is only read
+    xojo posix       is only read where the system has no signals
     xojo fails       must end with an error; its message, as "line N: ..." of the block, counts as
                      output
     xojo leaks       must leave objects or strings alive
@@ -82,7 +83,8 @@ class Listings:
         name = os.path.join(self.folder, os.path.basename(self.document))
         with open(name, 'w', encoding='utf-8') as file:
             file.write(self.source)
-        read_only = 'norun' in block.options
+        windows = any(word.endswith('.exe') for word in self.host)
+        read_only = 'norun' in block.options or windows and 'posix' in block.options
         self.count['read' if read_only else 'run'] += 1
         options = ['--check'] if read_only else []
         status, output, errors = self.run(self.host + ['script', *options, name])
@@ -90,10 +92,12 @@ class Listings:
         if status != (1 if 'fails' in block.options else 3 if 'leaks' in block.options else 0):
             self.fail(block, 'status %d\n%s%s' % (status, output, errors))
             return None
+        if read_only:
+            return None
         if 'fails' in block.options:
             output += re.sub(r'^.*?:(\d+): ', lambda found: 'line %d: ' % (
                 int(found.group(1)) - block.line), errors, count=1)
-        return '' if read_only else output.split(SEAM + '\n')[-1]
+        return output.split(SEAM + '\n')[-1]
 
     def python_code(self, block):
         names = [option[5:] for option in block.options if option.startswith('file=')]

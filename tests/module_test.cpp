@@ -136,7 +136,8 @@ using ModuleTest = RunningTest;
 TEST_F(ModuleTest, importsByName) {
   const Object first = getModule("os.path"), second = getModule("os.path");
   EXPECT_NE(first, second);
-  EXPECT_EQ(getField<std::string>(second, "sep"), "/") << "not of the package";
+  EXPECT_TRUE(second.call<bool>("HasAttribute(name as String) as Boolean", "splitext"))
+      << "not the package";
   const std::pair<std::string, const char *> refused[] = {{"no_such_module", "ImportError"},
                                                           {"", "ValueError"},
                                                           {std::string("os\0x", 4), "TypeError"}};

@@ -318,7 +318,7 @@ sys.modules[same] is sys.modules[name] => True
 sys.modules[get_attribute_object(name, '__class__')] is Account => True
 set_attribute(name, '__class__.bank', 'B'), Account.bank => (None, 'B')
 get_attribute(name, 'missing') => !AttributeError: 'Account' object has no attribute 'missing'
-get_attribute('os.path', 'sep'), get_item(made, 0) => ('/', 'a')
+get_attribute('os.path', 'extsep'), get_item(made, 0) => ('.', 'a')
 set_item(made, 0, integer_object('123456789012345678901')), delete_item(made, 1) => (None, None)
 get_item(made, 0), text(made) => ('123456789012345678901', '[123456789012345678901L]')
 get_item(made, 1) => !IndexError: list index out of range
@@ -532,7 +532,9 @@ before == (sys.stdin, sys.stdout, sys.stderr) => True
 
 TEST_F(QuillixModuleTest, entersVirtualEnvironments) {
   play(R"py(
-packages = 'lib/python2.7/site-packages'
+windows = os.name == 'nt'
+packages = 'Lib/site-packages' if windows else 'lib/python2.7/site-packages'
+programs = 'Scripts' if windows else 'bin'
 write('plain/%s/inside.py' % packages, ''), write('extra/file', '')
 write('plain/%s/more.pth' % packages, path('extra') + '\n')
 write('scripted/bin/activate_this.py', '''import os, sys
@@ -545,12 +547,12 @@ def state(): return sys.path[:], sys.prefix, sys.exec_prefix, dict(os.environ)
 before, plain = state(), path('plain')
 deactivate() => False
 for repeated in range(2):
-  assert activate(plain + '/') == plain == python_info()['environment']
+  assert activate(plain + os.sep) == plain == python_info()['environment']
   assert (sys.prefix, sys.real_prefix) == (plain, before[1])
-  assert sys.path[:2] == [os.path.join(plain, packages), path('extra')]
+  assert map(os.path.normpath, sys.path[:2]) == [os.path.normpath(path('plain/' + packages)), path('extra')]
   assert sorted(sys.path[2:]) == sorted(before[0])
   assert os.environ['VIRTUAL_ENV'] == plain and 'PYTHONHOME' not in os.environ
-  assert os.environ['PATH'].startswith(plain + '/bin:')
+  assert os.environ['PATH'].startswith(os.path.join(plain, programs) + os.pathsep)
 import inside
 inside.__file__.startswith(plain) => True
 during = state()
@@ -559,7 +561,7 @@ for name, refused in ('modern', 'ValueError'), ('broken', 'ZeroDivisionError'):
   try: activate(path(name))
   except Error as e: assert str(e).startswith(refused + ': '), e
 state() == during, python_info()['environment'] == plain => (True, True)
-activate(path('scripted')) == path('scripted'), sys.prefix == path('scripted/bin') => (True, True)
+activate(path('scripted')) == path('scripted'), os.path.normpath(sys.prefix) == os.path.normpath(path('scripted/bin')) => (True, True)
 sys.path == ['/scripted'] + before[0] => True
 deactivate(), python_info()['environment'] => (True, '')
 state() == before, hasattr(sys, 'real_prefix') => (True, False)
@@ -653,9 +655,9 @@ write(packages + 'inside.py', ''); write('program/__main__.py', 'import sys; sys
 write('program/path.py', '')
 before, programs = list(sys.path), os.environ['PATH']
 environment = activate(path('env'))
-inside = path(packages).rstrip('/')
+inside = os.path.normpath(path(packages))
 sys.path.append('later'); sys.path.insert(0, 'first'); os.environ['PATH'] += os.pathsep + 'later'
-sys.path[:2] == ['first', inside] => True
+map(os.path.normpath, sys.path[:2]) == ['first', inside] => True
 deactivate() => True
 sys.path == ['first'] + before + ['later'] => True
 os.environ['PATH'] == programs + os.pathsep + 'later' => True
