@@ -5,6 +5,7 @@
 #include "tests/tour.h"
 
 #include <filesystem>
+#include <fstream>
 #include <unistd.h>
 
 namespace {
@@ -98,7 +99,8 @@ TEST_F(InterpreterTest, addsFoldersAtTheEndOfTheSearchPath) {
   addSearchPath(folder);
   addSearchPath(folder);
   addSearchPath(host::newFolderItem(""));
-  runPython("assert sys.path == before + ['/f\\xc3\\xa4'] * 2 + [''], sys.path\n"
+  runPython("added = u'/f\\xe4'.encode('mbcs' if sys.platform == 'win32' else 'utf-8')\n"
+            "assert sys.path == before + [added, added, ''], sys.path\n"
             "assert type(sys.path[-2]) is str and sys.getrefcount(sys.path[-2]) == 2");
 
   runPython("sys.path = ()");
@@ -107,6 +109,19 @@ TEST_F(InterpreterTest, addsFoldersAtTheEndOfTheSearchPath) {
   runPython("del sys.path");
   addSearchPath(folder);
   EXPECT_FALSE(errorOccurred());
+}
+
+// Whatever letters the folder has in its name.
+TEST_F(InterpreterTest, findsModulesInFoldersOfAnyName) {
+  const std::filesystem::path folder =
+      std::filesystem::temp_directory_path() / u8"quillix-Gr\u00f6\u00dfe \u20ac\u0416";
+  create_directories(folder);
+  std::ofstream(folder / "lies_there.py") << "where = 'there'\n";
+  init();
+  const std::u8string name = folder.u8string();
+  addSearchPath(host::newFolderItem({reinterpret_cast<const char *>(name.data()), name.size()}));
+  EXPECT_EQ(getField<std::string>(getModule("lies_there"), "where"), "there") << getError();
+  remove_all(folder);
 }
 
 // A wrapper of every kind, each over something that any of its getters would read as more than

@@ -1,6 +1,6 @@
 """Packages the plug-in of one build, twice, and runs it out of the package.
 
-package_test.py BUILD PLATFORM_FOLDER VERSION CMAKE READELF QUILLIX_HOST...
+package_test.py BUILD PLUGIN_BUILD PLATFORM_FOLDER VERSION CMAKE READELF OBJDUMP QUILLIX_HOST...
 """
 
 import os
@@ -12,7 +12,7 @@ import tempfile
 import zipfile
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
-build, folder, version, cmake, readelf, *host = sys.argv[1:]
+build, plugin_build, folder, version, cmake, readelf, objdump, *host = sys.argv[1:]
 build = pathlib.Path(build)
 
 
@@ -34,11 +34,12 @@ def package(plugins, output):
 with tempfile.TemporaryDirectory() as temporary:
     temporary = pathlib.Path(temporary)
     plugins = temporary / "plugins"
-    run([cmake, "--install", build, "--component", "plugin", "--strip", "--prefix", plugins])
+    run([cmake, "--install", plugin_build, "--component", "plugin", "--strip", "--prefix", plugins])
     archives = package(plugins, temporary / "first")
 
     # Neither times nor permissions nor what lies about get in.
-    member = f"Quillix/Build Resources/{folder}/Quillix.so"
+    suffix = {"Linux": ".so", "Windows": ".dll", "Mac": ".dylib"}[folder.split()[0]]
+    member = f"Quillix/Build Resources/{folder}/Quillix{suffix}"
     os.utime(plugins / member, (1, 1))
     (plugins / member).chmod(0o600)
     (plugins / ".DS_Store").write_text("clutter")
@@ -63,7 +64,7 @@ with tempfile.TemporaryDirectory() as temporary:
 
     plugin = unpacked / member
     checks = ROOT / "cmake" / "CheckPluginFile.cmake"
-    run([cmake, f"-DPLUGIN={plugin}", f"-DREADELF={readelf}", "-P", checks])
+    run([cmake, f"-DPLUGIN={plugin}", f"-DREADELF={readelf}", f"-DOBJDUMP={objdump}", "-P", checks])
     assert f"Quillix {version}\0".encode() in plugin.read_bytes(), "the file does not say its version"
 
     # Every place that names the version names this one.

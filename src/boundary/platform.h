@@ -3,6 +3,9 @@
 // together in platform.cpp.
 #pragma once
 
+#include <cstddef>
+#include <string_view>
+
 #if defined(_WIN32)
 #define QUILLIX_EXPORT extern "C" __declspec(dllexport)
 #else
@@ -32,7 +35,7 @@ inline constexpr bool kPythonHasOurLayout = true;
 
 // Opens a library with lazy binding. Its symbols stay its own: other libraries of the program must
 // not be bound to them. Null when it cannot be opened. The caller closes it.
-void *openLibrary(const char *name);
+void *openLibrary(const char *name); // never one that just lies in the current folder
 
 // Makes the symbols of a library that is open visible to libraries opened from now on, for good.
 void makeVisible(const char *name);
@@ -47,6 +50,11 @@ void closeLibrary(void *library);
 
 // Keeps the plug-in's own file in memory until the process ends, whoever closes it.
 void stayLoaded();
+
+// A path of the host's, which is UTF-8, in the bytes by which Python 2.7 finds it, as a rule the same
+// ones. The result lies in the buffer or is the path itself.
+inline constexpr std::size_t kLongestPath = 1024;
+std::string_view pathForPython(std::string_view path, char (&buffer)[kLongestPath]);
 
 // Writes a line to the system log; "%s" in it stands for the text.
 void log(const char *format, const char *text = "");

@@ -63,7 +63,8 @@ void Python_AddSearchPath(REALobject folder) {
   }
   StringLock ownedPath(path);
   if (PyObject *searchPath = EPySys_GetObject(const_cast<char *>("path"))) {
-    if (PyRef entry = newPythonString(path)) {
+    char buffer[platform::kLongestPath];
+    if (PyRef entry = newPythonString(platform::pathForPython(bytesOf(path), buffer))) {
       EPyList_Append(searchPath, entry.get());
     }
   }
