@@ -210,6 +210,31 @@ TEST(RestartTest, growsNoFasterThanPythonByItself) {
 
 using RestartsTest = LoadedTest;
 
+// On Windows, each import of ctypes counts references to the class COMError of the life before, which
+// must be there still.
+TEST_F(RestartsTest, findTheClassesThatCtypesCounts) {
+  const PyTypeObject *before = nullptr;
+  for (int life = 0; life < 25; ++life) {
+    init();
+    runPython("import gc; gc.collect()"); // which finds what the lives before have left
+    if (before) {
+      ASSERT_GT(before->ob_refcnt, 0) << "life " << life;
+      ASSERT_EQ(before->ob_type, PY(PyType_Type));
+      EXPECT_EQ(before->tp_name, std::string("COMError"));
+    }
+    runPython("import _ctypes, sys");
+    if (life % 3)
+      runPython("import ctypes");
+    if (Evaluated("hasattr(_ctypes, 'COMError')").get() !=
+        reinterpret_cast<PyObject *>(PY(_Py_TrueStruct)))
+      GTEST_SKIP() << "there is no such class on this system";
+    before = reinterpret_cast<const PyTypeObject *>(Evaluated("_ctypes.COMError").get());
+    if (life % 2)
+      runPython("del sys.modules['_ctypes'], _ctypes");
+    finalize();
+  }
+}
+
 TEST_F(RestartsTest, keepNothingAndHarmNothing) {
   Lives many({"much", true});
   const int count = lives(8);

@@ -33,6 +33,14 @@ inline constexpr bool kPythonHasOurLayout = false;
 inline constexpr bool kPythonHasOurLayout = true;
 #endif
 
+// Whether Python's module _ctypes has the class COMError, and with it a fault: as it is imported, it
+// counts a reference to the class of the interpreter before, which has gone with that interpreter.
+#if defined(_WIN32)
+inline constexpr bool kCtypesNeedsItsOldClass = true;
+#else
+inline constexpr bool kCtypesNeedsItsOldClass = false;
+#endif
+
 // Opens a library with lazy binding. Its symbols stay its own: other libraries of the program must
 // not be bound to them. Null when it cannot be opened. The caller closes it.
 void *openLibrary(const char *name); // never one that just lies in the current folder

@@ -54,6 +54,7 @@ void Python_Init() {
   }
   PythonCall starting;
   EPy_Initialize();
+  keepWhatOutlivesIt(); // of an interpreter that somebody else has stopped
   initaview();
   gPythonInitialized = true;
   openGate(interpreterStopped);
@@ -74,6 +75,7 @@ void Python_Finalize() {
       EPyErr_CheckSignals();
     }
     EPyErr_Clear();
+    keepWhatOutlivesIt();
     EPy_Finalize();
     interpreterStopped();
   }

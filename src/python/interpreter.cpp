@@ -40,6 +40,27 @@ void closeGate() {
   gInterpreter = kNoInterpreter;
 }
 
+// The class is looked for among all that are alive: host code may have taken _ctypes out of
+// sys.modules. Any other of that name directly below Exception is kept along with it.
+void keepWhatOutlivesIt() {
+  if (!platform::kCtypesNeedsItsOldClass || !e__PyExc_ValueError || !*e__PyExc_ValueError) {
+    return;
+  }
+  PyTypeObject *standardError = reinterpret_cast<PyTypeObject *>(*e__PyExc_ValueError)->tp_base;
+  PyTypeObject *exception = standardError ? standardError->tp_base : nullptr;
+  PyRef ask(exception
+                ? EPyObject_GetAttrString(reinterpret_cast<PyObject *>(exception), "__subclasses__")
+                : nullptr);
+  PyRef classes(ask ? EPyObject_CallObject(ask.get(), nullptr) : nullptr);
+  for (Py_ssize_t i = 0; classes && i < PyList_GET_SIZE(classes.get()); ++i) {
+    PyObject *each = PyList_GET_ITEM(classes.get(), i);
+    if (std::strcmp(reinterpret_cast<PyTypeObject *>(each)->tp_name, "COMError") == 0) {
+      PyRef::share(each).release();
+    }
+  }
+  EPyErr_Clear();
+}
+
 bool stopWasMissed() { return interpreterRuns() && !gStopIsTold && !EPy_IsInitialized(); }
 
 void findNone() { gNone = PyRef(EPy_BuildValue("")).get(); }

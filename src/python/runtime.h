@@ -177,6 +177,11 @@ inline PyRef newNone() {
 void openGate(void (*whenStopped)());
 void closeGate();
 
+// Keeps for good what later interpreters count references to though it belongs to this one or to one
+// before. To be called before it is stopped, or right after the next has been started, inside a
+// PythonCall, with no error pending; leaves none.
+void keepWhatOutlivesIt();
+
 // Whether somebody else has stopped the interpreter and Python could not tell.
 bool stopWasMissed();
 

@@ -10,6 +10,7 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <set>
 
 namespace {
@@ -170,6 +171,17 @@ TEST_P(LibraryTest, isUsedOrClosed) {
   finalize();
   platform::closeLibrary(stub);
   EXPECT_EQ(openLibrary() != nullptr, found);
+}
+
+// One that lies there could have been put there by anybody.
+TEST_F(LoaderTest, theCurrentFolderIsNotLookedInto) {
+  const std::filesystem::path before = std::filesystem::current_path();
+  current_path(std::filesystem::path(QUILLIX_STUB_DIR) / "complete");
+  EXPECT_TRUE(std::filesystem::exists(platform::kPythonLibrary));
+  load("none");
+  EXPECT_FALSE(host::callShared<bool>("Quillix", "PythonIsFound() as Boolean"));
+  EXPECT_EQ(gLogged, logLine("Could not load %s\n"));
+  current_path(before);
 }
 
 // A library of 2.7 that is opened, or first called, while another Python's symbols are visible
