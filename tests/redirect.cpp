@@ -111,6 +111,7 @@ extern "C" void __syslog_chk(int, int, const char *format, ...) {
 }
 
 #if !defined(QUILLIX_SANITIZE)
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): the header's are reserved
 extern "C" void *dlsym(void *library, const char *name) noexcept {
   return redirect::answered(library, name, redirect::realDlsym()(library, name));
 }
