@@ -4,6 +4,12 @@
 #
 #   cmake -DPLUGIN=.../Quillix.so -DREADELF=readelf -DOBJDUMP=objdump -P CheckPluginFile.cmake
 
+if(PLUGIN MATCHES "\\.dylib$")
+  execute_process(COMMAND python3 -E "${CMAKE_CURRENT_LIST_DIR}/../tests/macho/check_file.py"
+    "${PLUGIN}" COMMAND_ERROR_IS_FATAL ANY)
+  return()
+endif()
+
 function(lines_of result)
   execute_process(COMMAND ${ARGN} "${PLUGIN}" OUTPUT_VARIABLE output COMMAND_ERROR_IS_FATAL ANY)
   # Brackets and semicolons would upset CMake's lists.

@@ -2,7 +2,10 @@
 #
 #   QUILLIX_ARCH              the processor, as Debian calls it; empty for one that is not known
 #   QUILLIX_PLUGIN_SUFFIX     of the plug-in's file name
-#   QUILLIX_PYTHON_LIBRARY_NAME  by which the plug-in asks for Python
+#   QUILLIX_PLUGIN_KIND       of library that the host loads, as CMake calls it
+#   QUILLIX_PYTHON_LIBRARY_NAME  of the system's Python
+#   QUILLIX_PLUGIN_ASKS_FOR   the name of Python's library that the plug-in has: another one only where
+#                             one for macOS is made to run
 #   QUILLIX_LIBRARY_PATH_PREFIX  "VARIABLE=" of the environment variable that names a folder of
 #                             libraries to programs run here, and what stands before the folder
 #   QUILLIX_ROOT_PREFIX       what stands before a path here for a program that an emulator runs
@@ -29,8 +32,11 @@ set(i386_name "X86")
 set(arm64_name "arm64")
 set(armhf_name "ARM")
 
+set(QUILLIX_PLUGIN_KIND MODULE)
 set(QUILLIX_PYTHON_ARCH "${QUILLIX_ARCH}")
 if(APPLE)
+  set(QUILLIX_PLUGIN_KIND SHARED)
+  set(QUILLIX_PYTHON_ARCH macos)
   set(QUILLIX_PLUGIN_SUFFIX .dylib)
   set(QUILLIX_PYTHON_LIBRARY_NAME libpython2.7.dylib)
   set(QUILLIX_LIBRARY_PATH_PREFIX DYLD_LIBRARY_PATH=)
@@ -56,4 +62,10 @@ else()
   set(QUILLIX_PYTHON_LIBRARY_NAME libpython2.7.so.1.0)
   set(QUILLIX_LIBRARY_PATH_PREFIX LD_LIBRARY_PATH=)
   set(QUILLIX_PLATFORM_FOLDER "Linux ${${QUILLIX_ARCH}_name}")
+endif()
+
+set(QUILLIX_PLUGIN_ASKS_FOR "${QUILLIX_PYTHON_LIBRARY_NAME}")
+if(QUILLIX_MACHO)
+  set(QUILLIX_PLUGIN_ASKS_FOR libpython2.7.dylib)
+  set(QUILLIX_PLATFORM_FOLDER "Mac Universal")
 endif()

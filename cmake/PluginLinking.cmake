@@ -40,10 +40,16 @@ function(quillix_link_plugin target)
     -fno-exceptions -fno-rtti -fno-threadsafe-statics -ffunction-sections -fdata-sections)
   if(APPLE)
     set(exports "${CMAKE_CURRENT_SOURCE_DIR}/cmake/macos/Quillix.exp")
-    set_target_properties(${target} PROPERTIES LINK_DEPENDS "${exports}")
+    set_target_properties(${target} PROPERTIES LINK_DEPENDS "${exports}"
+      INSTALL_NAME_DIR "@rpath" BUILD_WITH_INSTALL_NAME_DIR ON)
     target_link_options(${target} PRIVATE
-      "LINKER:-exported_symbols_list,${exports}" LINKER:-dead_strip -nodefaultlibs)
+      "LINKER:-exported_symbols_list,${exports}" LINKER:-dead_strip LINKER:-adhoc_codesign
+      -nodefaultlibs)
     target_link_libraries(${target} PRIVATE System)
+    find_program(QUILLIX_PYTHON3 python3 REQUIRED NO_CMAKE_FIND_ROOT_PATH)
+    add_custom_command(TARGET ${target} POST_BUILD VERBATIM
+      COMMAND "${QUILLIX_PYTHON3}" -E "${CMAKE_CURRENT_SOURCE_DIR}/tests/macho/check_file.py"
+              "$<TARGET_FILE:${target}>")
     return()
   elseif(WIN32)
     # Exported is what the code marks so. The C library that is part of every Windows; GCC's

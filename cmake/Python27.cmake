@@ -7,7 +7,7 @@
 #   quillix_python_headers      (result) the include directories, as a target
 
 if(NOT QUILLIX_PYTHON_ROOT)
-  if(APPLE OR NOT QUILLIX_ARCH)
+  if(CMAKE_HOST_APPLE OR NOT QUILLIX_ARCH)
     message(FATAL_ERROR "Set QUILLIX_PYTHON_ROOT to a folder that holds Python 2.7.")
   endif()
   execute_process(

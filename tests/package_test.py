@@ -70,12 +70,13 @@ with tempfile.TemporaryDirectory() as temporary:
     # Every place that names the version names this one.
     environment = dict(os.environ)
     environment.update(line.split("=", 1) for line in (build / "run.env").read_text().splitlines())
-    environment["QUILLIX_PLUGIN_PATH"] = str(plugin)
+    loaded = "QUILLIX_MACHO" if "QUILLIX_MACHO" in environment else "QUILLIX_PLUGIN_PATH"
+    environment[loaded] = str(plugin)
     assert run([*host, "--version"], env=environment) == f"Quillix {version}\n"
     assert f"\n## [{version}]" in (companions / "CHANGELOG.md").read_text()
     assert f"\n__version__ = '{version}'\n" in (companions / "support" / "quillix.py").read_text()
 
-    assert str(plugin) in run([*host, "check"], env=environment)
+    assert environment["QUILLIX_PLUGIN_PATH"] in run([*host, "check"], env=environment)
     scripts = sorted((companions / "examples").glob("*/host.xojo_script"))
     assert scripts, "no examples"
     for script in scripts:

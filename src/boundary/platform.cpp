@@ -122,14 +122,29 @@ void log(const char *format, const char *text) {
 #else
 
 #if defined(__APPLE__)
-const char *const kPythonLibraryName = "libpython2.7.dylib";
+
+// A bare name would be looked for in the current folder, too; this one only in the run paths of the
+// plug-in and the program, and in the folders that the system's variables name.
+static constexpr char kPythonInRunPaths[] = "@rpath/libpython2.7.dylib";
+const char *const kPythonLibraryName = kPythonInRunPaths + sizeof "@rpath";
+
+static const char *searched(const char *name) {
+  return name == kPythonLibraryName ? kPythonInRunPaths : name;
+}
+
 #else
+
 const char *const kPythonLibraryName = "libpython2.7.so.1.0";
+
+static const char *searched(const char *name) { return name; }
+
 #endif
 
-void *openLibrary(const char *name) { return dlopen(name, RTLD_LAZY | RTLD_LOCAL); }
+void *openLibrary(const char *name) { return dlopen(searched(name), RTLD_LAZY | RTLD_LOCAL); }
 
-void makeVisible(const char *name) { dlopen(name, RTLD_LAZY | RTLD_NOLOAD | RTLD_GLOBAL); }
+void makeVisible(const char *name) {
+  dlopen(searched(name), RTLD_LAZY | RTLD_NOLOAD | RTLD_GLOBAL);
+}
 
 // A null handle would mean "anywhere in the process" to dlsym.
 void *findSymbol(void *library, const char *name) {

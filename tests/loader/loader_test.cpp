@@ -35,7 +35,7 @@ void *countFunctions(void *, const char *name, void *found) {
 std::string logLine(std::string_view format) {
   std::string line(format);
   const std::size_t at = line.find("%s");
-  return at == std::string::npos ? line : line.replace(at, 2, platform::kPythonLibrary);
+  return at == std::string::npos ? line : line.replace(at, 2, QUILLIX_PYTHON_LIBRARY_NAME);
 }
 
 struct Library {

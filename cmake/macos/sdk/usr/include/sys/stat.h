@@ -1,0 +1,4 @@
+#pragma once
+#include <sys/types.h>
+
+struct stat;
