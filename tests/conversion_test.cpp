@@ -153,6 +153,8 @@ TEST_F(ConversionTest, makesPythonValues) {
   expectSame(-2.5, "-2.5");
   expectSame(false, "False");
   expectSame(REALboolean{2}, "True");
+  expectSame(HostBoolean{0x100}, "False");
+  expectSame(HostBoolean{0xffffff01}, "True");
   expectSame(std::string("caf\xc3\xa9"), "'caf\\xc3\\xa9'");
   expectSame(std::string("a\0b", 3), "'a\\x00b'");
   expectSame(std::string(), "''");

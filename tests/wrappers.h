@@ -34,13 +34,15 @@ R read(const host::Object &wrapper, const Accessor &accessor, const Place &...pl
 // The accessor for values of a C++ type: IntegerValue for an int, and so on.
 template <class V> Accessor accessorFor() {
   using T = std::remove_cvref_t<V>;
-  const char *type = std::is_same_v<T, bool> || std::is_same_v<T, REALboolean> ? "Boolean"
-                     : std::is_same_v<T, int>                                  ? "Integer"
-                     : std::is_same_v<T, std::int64_t>                         ? "Int64"
-                     : std::is_same_v<T, std::uint64_t>                        ? "UInt64"
-                     : std::is_same_v<T, double>                               ? "Double"
-                     : std::is_same_v<T, host::Object>                         ? "Object"
-                                                                               : "String";
+  const char *type =
+      std::is_same_v<T, bool> || std::is_same_v<T, REALboolean> || std::is_same_v<T, HostBoolean>
+          ? "Boolean"
+      : std::is_same_v<T, int>           ? "Integer"
+      : std::is_same_v<T, std::int64_t>  ? "Int64"
+      : std::is_same_v<T, std::uint64_t> ? "UInt64"
+      : std::is_same_v<T, double>        ? "Double"
+      : std::is_same_v<T, host::Object>  ? "Object"
+                                         : "String";
   return {type + std::string("Value"), type};
 }
 

@@ -15,6 +15,7 @@
 // Int64, UInt64        64-bit integer of that sign              the same
 // Double               double                                   double
 // Boolean              bool, or the byte as an unsigned char    bool, or unsigned char
+//                      (with rubbish above), or a HostBoolean
 // String               text, host::String, REALstring           std::string, host::String
 // Object, any class    host::Object, REALobject, nullptr        host::Object
 // Ptr                  any other pointer                        void *
@@ -113,7 +114,7 @@ concept Whole = std::integral<T> && !std::same_as<T, bool> && (sizeof(T) == 4 ||
 template <class C> constexpr KindSet kindsOfParameter() {
   if constexpr (std::is_same_v<C, double>)
     return only(Kind::Double);
-  else if constexpr (std::is_same_v<C, REALboolean>)
+  else if constexpr (std::is_same_v<C, REALboolean> || std::is_same_v<C, HostBoolean>)
     return only(Kind::Boolean);
   else if constexpr (std::is_same_v<C, REALstring>)
     return only(Kind::String);
@@ -157,9 +158,9 @@ template <> struct Passed<String> {
 };
 
 template <class T> auto pass(const T &value) {
-  if constexpr (std::is_same_v<T, bool>)
-    return Passed<REALboolean>{value};
-  else if constexpr (std::is_same_v<T, REALboolean> || std::is_same_v<T, double> ||
+  if constexpr (std::is_same_v<T, bool> || std::is_same_v<T, REALboolean>)
+    return Passed<HostBoolean>{withRubbish(value)};
+  else if constexpr (std::is_same_v<T, HostBoolean> || std::is_same_v<T, double> ||
                      std::is_same_v<T, REALstring> || std::is_same_v<T, REALobject>)
     return Passed<T>{value};
   else if constexpr (Whole<T>)

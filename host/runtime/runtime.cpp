@@ -111,13 +111,13 @@ void *getEventInstance(REALobject instance, HostWord key) {
   return nullptr;
 }
 
-signed char getPropValueString(REALobject object, const char *propertyName, REALstring *value) {
+HostBoolean getPropValueString(REALobject object, const char *propertyName, REALstring *value) {
   const Property *const property =
       findProperty(classOf(object, "REALGetPropValueString"), propertyName);
   if (!property || property->type.kind != Kind::String || !offered(propertyName))
-    return 0;
+    return withRubbish(0);
   *value = reinterpret_cast<REALstring (*)(REALobject)>(property->row->getter)(object);
-  return 1;
+  return withRubbish(1);
 }
 
 struct Entry {

@@ -15,6 +15,11 @@
 
 namespace host {
 
+// A Boolean as a host may hand it over, of which the lowest eight bits count.
+constexpr HostBoolean withRubbish(REALboolean value) {
+  return static_cast<HostBoolean>(0x5ABE3100u | value);
+}
+
 // What a plug-in receives as its resolver.
 void *resolve(const char *entryName);
 

@@ -55,7 +55,7 @@ struct Signature {
 template <class T> consteval Carrier carrierOf() {
   if constexpr (std::is_void_v<T>) {
     return {};
-  } else if constexpr (std::is_same_v<T, REALboolean>) {
+  } else if constexpr (std::is_same_v<T, REALboolean> || std::is_same_v<T, HostBoolean>) {
     return {Carrier::Boolean, sizeof(T)};
   } else if constexpr (std::is_same_v<T, double>) {
     return {Carrier::Double, sizeof(T)};
@@ -95,7 +95,7 @@ consteval Carrier carrierOf(std::string_view type, Place place) {
     return carrierOf<double>();
   }
   if (type == "Boolean") {
-    return carrierOf<REALboolean>();
+    return place == Place::Result ? carrierOf<REALboolean>() : carrierOf<HostBoolean>();
   }
   if (type == "String") {
     return carrierOf<REALstring>();

@@ -82,9 +82,10 @@ void *REALGetEventInstance(REALobject instance, const REALevent *event) {
   return HostEntry<"GetEventInstance", void *(REALobject, HostWord)>::call(instance, event->key);
 }
 
-signed char REALGetPropValueString(REALobject object, const char *name, REALstring *value) {
-  return HostEntry<"REALGetPropValueString",
-                   signed char(REALobject, const char *, REALstring *)>::call(object, name, value);
+bool REALGetPropValueString(REALobject object, const char *name, REALstring *value) {
+  return isTrue(
+      HostEntry<"REALGetPropValueString",
+                HostBoolean(REALobject, const char *, REALstring *)>::call(object, name, value));
 }
 
 void REALRegisterClass(REALclassDefinition *definition) {

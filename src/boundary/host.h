@@ -141,7 +141,7 @@ void *REALLoadObjectMethod(REALobject object, const char *declaration);
 void *REALGetEventInstance(REALobject instance, const REALevent *event);
 
 // True when the object has that String property; the caller unlocks the value.
-signed char REALGetPropValueString(REALobject object, const char *name, REALstring *value);
+bool REALGetPropValueString(REALobject object, const char *name, REALstring *value);
 
 void REALRegisterClass(REALclassDefinition *definition);
 void REALRegisterModule(REALmoduleDefinition *definition);

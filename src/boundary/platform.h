@@ -25,9 +25,10 @@ namespace platform {
 // search for libraries finds it.
 extern const char *const kPythonLibraryName;
 
-// Whether every Python 2.7 of this platform comes from a compiler that lays out data as this one
-// does. On Windows sizes differ: python.org's has a long double of 64 bits.
-#if defined(_WIN32)
+// Whether every Python 2.7 that the plug-in can meet was made by a compiler that lays out data as this
+// one does. What the collector puts before an object holds a long double, and that has 64 bits in
+// python.org's Python for Windows, and on 64-bit ARM on macOS, but not where the file for macOS is tried.
+#if defined(_WIN32) || (defined(__APPLE__) && defined(__aarch64__))
 inline constexpr bool kPythonHasOurLayout = false;
 #else
 inline constexpr bool kPythonHasOurLayout = true;

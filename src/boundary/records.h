@@ -13,8 +13,13 @@ struct REALclassStruct;
 using REALobject = REALobjectStruct *;  // reference counted by the host; nil is a valid value
 using REALstring = REALstringStruct *;  // likewise; nil is the empty string
 using REALclassRef = REALclassStruct *; // names a registered class; never counted
-using REALboolean = unsigned char;      // nonzero is True; the plug-in returns 0 or 1
+using REALboolean = unsigned char;      // on its way to the host: 0 or 1
 using HostWord = std::uintptr_t;
+
+// A Boolean from the host: True when its lowest eight bits are not zero. Some callers leave rubbish
+// above these, which a compiler that may count on a widened argument would take for part of it.
+enum class HostBoolean : std::uint32_t {};
+constexpr bool isTrue(HostBoolean value) { return (static_cast<std::uint32_t>(value) & 0xFF) != 0; }
 
 // Any C function. A record stores it under this one type; whoever calls it knows, from the
 // declaration beside it, what to cast it to.

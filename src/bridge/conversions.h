@@ -125,12 +125,13 @@ struct Double : AnyDouble {
 
 // The truth value of any object; a truth test that fails reads as True.
 struct Truth {
-  using Param = REALboolean;
+  using Param = HostBoolean;
   using Result = REALboolean;
   static bool is(PyObject *) { return true; }
   static Result read(PyObject *object) { return EPyObject_IsTrue(object) != 0; }
   static PyRef make(Param value) {
-    return PyRef::share(reinterpret_cast<PyObject *>(value ? e__Py_TrueStruct : e__Py_ZeroStruct));
+    return PyRef::share(
+        reinterpret_cast<PyObject *>(isTrue(value) ? e__Py_TrueStruct : e__Py_ZeroStruct));
   }
 };
 
