@@ -54,7 +54,7 @@ function(quillix_link_plugin target)
   elseif(WIN32)
     # Exported is what the code marks so. The C library that is part of every Windows; GCC's
     # unwinder only because its start-up code for 32 bits names it.
-    target_link_options(${target} PRIVATE -nodefaultlibs)
+    target_link_options(${target} PRIVATE -nodefaultlibs LINKER:--no-insert-timestamp)
     target_link_libraries(${target} PRIVATE
       mingw32 gcc gcc_eh moldname mingwex msvcrt kernel32)
     return()

@@ -6,6 +6,13 @@
 #   QUILLIX_PYTHON_ENVIRONMENT  (result) NAME=VALUE entries for a program that runs Python from there
 #   quillix_python_headers      (result) the include directories, as a target
 
+if(CMAKE_HOST_APPLE AND NOT QUILLIX_PYTHON_ROOT)
+  # Where python.org's installer and MacPorts put it.
+  find_path(QUILLIX_PYTHON_ROOT include/python2.7/Python.h PATHS
+    /Library/Frameworks/Python.framework/Versions/2.7
+    /opt/local/Library/Frameworks/Python.framework/Versions/2.7
+    NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH)
+endif()
 if(NOT QUILLIX_PYTHON_ROOT)
   if(CMAKE_HOST_APPLE OR NOT QUILLIX_ARCH)
     message(FATAL_ERROR "Set QUILLIX_PYTHON_ROOT to a folder that holds Python 2.7.")
@@ -41,7 +48,7 @@ set(QUILLIX_PYTHON_ENVIRONMENT PYTHONDONTWRITEBYTECODE=1 PYTHONPATH=
 if(WIN32)
   list(APPEND QUILLIX_PYTHON_ENVIRONMENT "${QUILLIX_LIBRARY_PATH_PREFIX}${QUILLIX_PYTHON_ROOT}"
     "PYTHONHOME=${QUILLIX_ROOT_PREFIX}${QUILLIX_PYTHON_ROOT}")
-elseif(NOT QUILLIX_PYTHON_ROOT STREQUAL "/")
+elseif(NOT APPLE AND NOT QUILLIX_PYTHON_ROOT STREQUAL "/")
   file(GLOB python_library
     "${python_prefix}/lib/*/libpython2.7.so.1.0" "${python_prefix}/lib/libpython2.7.so.1.0")
   if(python_library)

@@ -49,7 +49,7 @@ private:
   void map();
   void readSections(const char *segment);
   void rebase();
-  void bind(std::uint32_t offset, std::uint32_t size, bool lazy, const Imports &imports);
+  void bind(std::uint32_t from, std::uint32_t size, bool lazy, const Imports &imports);
   void protect();
   void initialise();
 
