@@ -162,6 +162,18 @@ TEST_F(LoadedTest, nobodyLoadsWhatIsInUse) {
   host::load(host::pluginPath(QUILLIX_PLUGIN_PATH));
 }
 
+// Python keeps functions of the plug-in, so its file stays when the host closes it.
+TEST_F(LoadedTest, staysInMemoryForPython) {
+  quillix::init();
+  host::unload();
+  const auto run =
+      reinterpret_cast<int (*)(const char *)>(platform::findPythonSymbol("PyRun_SimpleString"));
+  EXPECT_EQ(run("import sys\nsys.stdout.write('text')"), 0);
+  reinterpret_cast<void (*)()>(platform::findPythonSymbol("Py_Finalize"))();
+  host::load(host::pluginPath(QUILLIX_PLUGIN_PATH));
+  EXPECT_FALSE(host::callShared<bool>("Quillix", "ErrorOccurred() as Boolean"));
+}
+
 using ClassDataTest = RunningTest;
 
 TEST_F(ClassDataTest, liesInOneBlockPerClass) {
