@@ -1,7 +1,7 @@
 """Runs CPython's own regression tests in a host process and in plain Python, and compares.
 
 Each test module runs in processes of its own: in the program HOST, which loads the plug-in, and in
-the interpreter that runs this file. The run fails when a module does worse in HOST and
+the interpreter that runs this file, or another system's that --python names. The run fails when a module does worse in HOST and
 differences.tsv does not say so; what that file says and does not happen is reported.
 """
 
@@ -13,6 +13,7 @@ import multiprocessing.pool
 import os
 import platform
 import re
+import shlex
 import shutil
 import signal
 import subprocess
@@ -39,6 +40,12 @@ test_telnetlib test_threading test_traceback test_unicode test_wait3 test_wait4 
 Result = collections.namedtuple('Result', 'outcome note tests skipped failures seconds')
 
 
+def variables(path):
+    """Give what a file of lines NAME=VALUE says, as a dictionary."""
+    with open(path) as lines:
+        return dict(line.rstrip('\n').split('=', 1) for line in lines if '=' in line)
+
+
 def differences():
     """Give what differences.tsv says: {module: (tests that fail in the host alone, reason)}."""
     with open(os.path.join(HERE, 'differences.tsv')) as rows:
@@ -55,17 +62,21 @@ def begin_session():
     signal.signal(signal.SIGHUP, signal.SIG_IGN)
 
 
-def run_in_time(command, log, folder, timeout):
+def run_in_time(options, command, log, folder):
     """Run a command with its output in a file; give its exit status, None after the timeout."""
-    environment = dict(os.environ, TMPDIR=folder, QUILLIX_REGRESSION_PYTHON=sys.executable)
+    python = options.python
+    if python.endswith('.exe'):
+        python = 'Z:' + python  # as a program under Wine has it
+    environment = dict(os.environ, TMPDIR=folder, QUILLIX_REGRESSION_PYTHON=python,
+                       **options.environment)
     # They keep other tests apart from the user's settings, but are a setting to these tests.
     for name in ('PYTHONDONTWRITEBYTECODE', 'PYTHONUSERBASE', 'PYTHONPATH'):
         environment.pop(name, None)
     with open(log, 'wb') as output, open(os.devnull) as nothing:
-        process = subprocess.Popen(command, cwd=folder, env=environment, stdin=nothing,
+        process = subprocess.Popen(options.through + command, cwd=folder, env=environment, stdin=nothing,
                                    stdout=output, stderr=subprocess.STDOUT,
                                    preexec_fn=begin_session, close_fds=True)
-    deadline = time.time() + timeout
+    deadline = time.time() + options.timeout
     while process.poll() is None and time.time() < deadline:
         time.sleep(0.02)
     status = process.poll()
@@ -77,12 +88,12 @@ def run_in_time(command, log, folder, timeout):
     return status
 
 
-def run(command, log, timeout):
+def run(options, command, log):
     """Run one module with a command and read its Result from what it wrote."""
     folder = tempfile.mkdtemp(prefix='rt')
     start = time.time()
     try:
-        status = run_in_time(command, log, folder, timeout)
+        status = run_in_time(options, command, log, folder)
     finally:
         shutil.rmtree(folder, ignore_errors=True)
     seconds = time.time() - start
@@ -123,13 +134,14 @@ class Comparison(object):
         log = os.path.join(options.logs, module)
         # Twice when it differs: some tests depend on timing.
         for _ in range(2):
-            self.host = run([options.host, 'call', os.path.join(options.logs, 'run_module.py'),
-                             'run', module], log + '.host', options.timeout)
+            self.host = run(options,
+                            [options.host, 'call', os.path.join(options.logs, 'run_module.py'),
+                             'run', module], log + '.host')
             if options.quick and self.host.outcome == 'passed':
                 self.plain = self.host
             else:
-                self.plain = run([sys.executable, '-c', IN_PYTHON, options.logs, module],
-                                 log + '.python', options.timeout)
+                self.plain = run(options, [options.python, '-c', IN_PYTHON, options.logs, module],
+                                 log + '.python')
             self.differs = does_worse(self.host, self.plain)
             if not self.differs:
                 break
@@ -251,12 +263,18 @@ def main():
     parser.add_argument('--table', help='document to write the results to')
     parser.add_argument('--quick', action='store_true',
                         help='leave slow modules out, and plain Python where the host passes')
+    parser.add_argument('--python', default=sys.executable, help='the plain interpreter')
+    parser.add_argument('--through', type=shlex.split, default=[], metavar='COMMAND',
+                        help='what runs both programs, when they are for another system')
+    parser.add_argument('--environment', type=variables, default={}, metavar='FILE',
+                        help='lines of NAME=VALUE for both programs')
     parser.add_argument('host', type=os.path.abspath, metavar='HOST',
                         help='the program quillix-host')
     parser.add_argument('modules', metavar='MODULE', nargs='*', help='all when left out')
     options = parser.parse_args()
 
-    every = regrtest.findtests()
+    every = regrtest.findtests(os.path.join(os.path.dirname(options.python), 'Lib', 'test')
+                               if options.python != sys.executable else None)
     unknown = set(options.modules).difference(every)
     if unknown:
         parser.error('no test module ' + ', '.join(sorted(unknown)))
