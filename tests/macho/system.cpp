@@ -9,6 +9,7 @@
 #include <cstring>
 #include <map>
 #include <string_view>
+#include <utility>
 
 // Of 64-bit ARM, functions with variable arguments: macOS hands over all of these on the stack, Linux
 // in registers first. `bridge_NAME` takes the one and calls what `bridged_NAME` points at with the
@@ -62,7 +63,9 @@ void *openLibrary(const char *name, int mode) {
   }
 }
 
-void *toFunction(void (*function)()) { return reinterpret_cast<void *>(function); }
+template <class Function> void *address(Function *function) {
+  return reinterpret_cast<void *>(function);
+}
 
 // The places of libraries that are open already stand for themselves: those which macOS gives a
 // number instead, it numbers otherwise.
@@ -71,10 +74,7 @@ void *findSymbol(void *library, const char *name) {
   if (number <= 0 && number != -2)
     end("dlsym: unknown kind of library for ", name);
   void *const found = dlsym(number == -2 ? RTLD_DEFAULT : library, name);
-  struct Bridge {
-    void **bridged;
-    void (*function)();
-  };
+  using Bridge = std::pair<void **, void (*)()>;
   static const std::map<std::string_view, Bridge> bridges = {
       {"PyArg_ParseTuple", {&bridged_PyArg_ParseTuple, bridge_PyArg_ParseTuple}},
       {"Py_BuildValue", {&bridged_Py_BuildValue, bridge_Py_BuildValue}},
@@ -82,29 +82,20 @@ void *findSymbol(void *library, const char *name) {
   const auto bridge = bridges.find(name);
   if (!found || bridge == bridges.end())
     return found;
-  *bridge->second.bridged = found;
-  return toFunction(bridge->second.function);
+  const auto &[bridged, function] = bridge->second;
+  *bridged = found;
+  return address(function);
 }
 
-struct Info { // as dladdr tells it
-  const char *file;
-  void *base;
-  const char *symbol;
-  void *address;
-};
-
-int tellPlace(const void *address, Info *info) {
-  if (!self().image || !self().image->contains(address))
+// The structure is the same on both systems.
+int tellPlace(const void *place, Dl_info *info) {
+  if (!self().image || !self().image->contains(place))
     end("dladdr: ", "an address outside of the plug-in");
   *info = {self().file.c_str(), nullptr, nullptr, nullptr};
   return 1;
 }
 
 [[noreturn]] void refuseLateBinding() { end("dyld_stub_binder: ", "everything is bound already"); }
-
-template <class Function> void *address(Function *function) {
-  return reinterpret_cast<void *>(function);
-}
 
 } // namespace
 
