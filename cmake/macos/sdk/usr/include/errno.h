@@ -2,7 +2,8 @@
 #if defined(__cplusplus)
 extern "C"
 #endif
-int *__error(void);
+    int *
+    __error(void);
 
 #define errno (*__error())
 #define ERANGE 34

@@ -8,8 +8,7 @@
 #define FP_ZERO 3
 #define FP_NORMAL 4
 #define FP_SUBNORMAL 5
-#define fpclassify(x)                                                                             \
-  __builtin_fpclassify(FP_NAN, FP_INFINITE, FP_NORMAL, FP_SUBNORMAL, FP_ZERO, x)
+#define fpclassify(x) __builtin_fpclassify(FP_NAN, FP_INFINITE, FP_NORMAL, FP_SUBNORMAL, FP_ZERO, x)
 #define isfinite(x) __builtin_isfinite(x)
 #define isinf(x) __builtin_isinf(x)
 #define isnan(x) __builtin_isnan(x)
@@ -26,7 +25,7 @@
 extern "C" {
 #endif
 
-#define FOR_EACH_TYPE(DECLARE, name)                                                              \
+#define FOR_EACH_TYPE(DECLARE, name)                                                               \
   DECLARE(double, name) DECLARE(float, name##f) DECLARE(long double, name##l)
 #define OF_ONE(T, name) T name(T);
 #define OF_TWO(T, name) T name(T, T);

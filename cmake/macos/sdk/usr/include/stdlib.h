@@ -4,9 +4,15 @@
 #if defined(__cplusplus)
 extern "C" {
 #endif
-typedef struct { int quot, rem; } div_t;
-typedef struct { long quot, rem; } ldiv_t;
-typedef struct { long long quot, rem; } lldiv_t;
+typedef struct {
+  int quot, rem;
+} div_t;
+typedef struct {
+  long quot, rem;
+} ldiv_t;
+typedef struct {
+  long long quot, rem;
+} lldiv_t;
 int abs(int);
 void abort(void) __attribute__((noreturn));
 long labs(long);

@@ -2,6 +2,7 @@
 #if defined(__cplusplus)
 extern "C"
 #endif
-void syslog(int, const char *, ...) __attribute__((format(printf, 2, 3)));
+    void
+    syslog(int, const char *, ...) __attribute__((format(printf, 2, 3)));
 
 #define LOG_ERR 3
