@@ -6,6 +6,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <random>
 #include <unistd.h>
 
 namespace {
@@ -113,8 +114,11 @@ TEST_F(InterpreterTest, addsFoldersAtTheEndOfTheSearchPath) {
 
 // Whatever letters the folder has in its name.
 TEST_F(InterpreterTest, findsModulesInFoldersOfAnyName) {
+  // Suites of several builds may run at a time.
   const std::filesystem::path folder =
-      std::filesystem::temp_directory_path() / u8"quillix-Gr\u00f6\u00dfe \u20ac\u0416";
+      std::filesystem::temp_directory_path() /
+      (u8"quillix-Gr\u00f6\u00dfe \u20ac\u0416 " +
+       std::filesystem::path(std::to_string(std::random_device()())).u8string());
   create_directories(folder);
   std::ofstream(folder / "lies_there.py") << "where = 'there'\n";
   init();
