@@ -46,7 +46,8 @@ struct Row {
 inline constexpr int kNumber = 123456; // no small integer, of which Python keeps one each
 inline constexpr std::string_view kText = "sixteen letters.";
 inline constexpr std::string_view kLine = "a line of text as programs print it, no more";
-inline constexpr int kItems = 100;    // of the list and of the tuple
+inline constexpr int kItems = 100; // of the list and of the tuple
+inline constexpr int kDoubles = 100'000;
 inline constexpr int kRepeats = 1000; // in Python: calls of the host function, lines printed
 
 inline constexpr Row kRows[] = {
@@ -81,6 +82,24 @@ inline constexpr Row kRows[] = {
       .strings = 2 * kRepeats,
       .stringBytes = (kLine.size() + 1) * kRepeats,
       .locks = 2 * kRepeats}},
+    {"doubles_in_singly",
+     "100,000 doubles handed to Python in a list, item by item",
+     {.wrappers = {kDoubles, 1, 1, 1}}},
+    {"doubles_in",
+     "100,000 doubles handed to Python in a list, by `unpack`",
+     {.wrappers = {0, 1, 0, 1}, .textsRead = 2}},
+    {"doubles_in_array",
+     "100,000 doubles handed to Python in an `array`, by `unpack`",
+     {.wrappers = {0, 1, 0, 1}, .textsRead = 3}},
+    {"doubles_out_singly",
+     "100,000 doubles taken from a list of Python's, item by item",
+     {.wrappers = {kDoubles, 1, 1, 1}}},
+    {"doubles_out",
+     "100,000 doubles taken from a list of Python's, by `pack`",
+     {.wrappers = {0, 0, 0, 1}, .strings = 1, .stringBytes = kDoubles * sizeof(double)}},
+    {"doubles_out_array",
+     "100,000 doubles taken from an `array` of Python's, by `pack`",
+     {.wrappers = {0, 0, 0, 1}, .strings = 1, .stringBytes = kDoubles * sizeof(double)}},
     {"load", "plug-in load, to the end of REALPluginMain", {}, false},
     {"init_finalize", "Init and Finalize", {}, false},
 };
@@ -90,6 +109,9 @@ const Row &rowOf(std::string_view name); // one of them
 inline bool matches(std::string_view row, std::string_view filter) {
   return row.find(filter) != std::string_view::npos;
 }
+
+// How the plug-in hands many numbers over. The other columns know one way.
+enum class Way : std::uint8_t { Singly, List, Array };
 
 // Each registers its benchmarks of the rows whose names contain the filter: those for which no
 // interpreter runs, or the others.
@@ -123,6 +145,12 @@ void registerColumn(const char *column, std::string_view filter, bool running) {
       {"capsule", Column::capsule},
       {"host_function_1000", Column::hostFunction},
       {"print_1000", Column::print},
+      {"doubles_in_singly", Column::template doublesIn<Way::Singly>},
+      {"doubles_in", Column::template doublesIn<Way::List>},
+      {"doubles_in_array", Column::template doublesIn<Way::Array>},
+      {"doubles_out_singly", Column::template doublesOut<Way::Singly>},
+      {"doubles_out", Column::template doublesOut<Way::List>},
+      {"doubles_out_array", Column::template doublesOut<Way::Array>},
       {"init_finalize", Column::initFinalize, false},
   };
   for (const Benchmark &each : kBenchmarks)

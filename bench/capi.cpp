@@ -1,6 +1,8 @@
 // The same work by hand through Python's C API, as one writes it who cares for speed: every failure
 // is noticed, and nothing is looked up or converted twice.
 
+#include <vector>
+
 #include "bench/bench.h"
 
 namespace bench {
@@ -213,6 +215,42 @@ struct CApi {
         failed();
     });
     Py_DECREF(tuple);
+  }
+
+  // --- Many numbers ---
+
+  template <Way> static void doublesIn(benchmark::State &state) {
+    PyObject *const function = global("take");
+    const std::vector<double> numbers(kDoubles, 1 / 3.0);
+    repeat(state, [&] {
+      PyObject *const list = must(PyList_New(kDoubles));
+      for (int i = 0; i < kDoubles; ++i)
+        PyList_SET_ITEM(list, i, must(PyFloat_FromDouble(numbers[static_cast<std::size_t>(i)])));
+      PyObject *const result = must(PyObject_CallFunctionObjArgs(function, list, nullptr));
+      Py_DECREF(result);
+      Py_DECREF(list);
+    });
+    Py_DECREF(function);
+  }
+
+  template <Way> static void doublesOut(benchmark::State &state) {
+    PyObject *const function = global("give");
+    repeat(state, [&] {
+      PyObject *const list = must(PyObject_CallObject(function, nullptr));
+      if (!PyList_Check(list))
+        failed();
+      std::vector<double> numbers;
+      numbers.reserve(kDoubles);
+      for (Py_ssize_t i = 0; i < PyList_GET_SIZE(list); ++i) {
+        const double number = PyFloat_AsDouble(PyList_GET_ITEM(list, i));
+        if (number == -1 && PyErr_Occurred())
+          failed();
+        numbers.push_back(number);
+      }
+      DoNotOptimize(numbers.data());
+      Py_DECREF(list);
+    });
+    Py_DECREF(function);
   }
 
   // --- The way back ---

@@ -18,7 +18,7 @@ namespace bench {
 namespace {
 
 constexpr const char *kPython = R"(
-import sys, aview
+import array, sys, aview
 def first(one, other): return one
 def nothing(): return 123456
 class Thing(object):
@@ -30,6 +30,16 @@ def call_thousand():
 line = 'a line of text as programs print it, no more'
 def print_thousand():
   for i in xrange(1000): print line
+sys.path.insert(0, ')" QUILLIX_SUPPORT_DIR R"(')
+from quillix import pack, unpack
+numbers = [i / 3.0 for i in xrange(100000)]
+number_array = array.array('d', numbers)
+def take(items): return len(items)
+def take_bytes(data, kind, into='list'): return len(unpack(data, kind, 'little', into))
+def give(): return numbers
+def give_in_tuple(): return numbers,
+def give_bytes(): return pack(numbers, 'double')
+def give_array(): return pack(number_array, 'double')
 )";
 
 // A disturbance that lasts can make a row look slower than it is: a row that exceeds a limit is

@@ -6,6 +6,8 @@
 #include <cinttypes>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <vector>
 
 #include "host/runtime/call.h"
 
@@ -41,6 +43,13 @@ struct Parameters {
       host::findSetter<void (*)(REALobject, std::int32_t, REALobject)>(
           "PythonParameters", "ObjectValue(index as Integer) as Object");
 
+  REALobject (*list)(REALobject, std::int32_t) =
+      host::find<REALobject (*)(REALobject, std::int32_t)>(
+          "PythonParameters", "ListValue(index as Integer) as PythonList");
+  void (*setList)(REALobject, std::int32_t, REALobject) =
+      host::findSetter<void (*)(REALobject, std::int32_t, REALobject)>(
+          "PythonParameters", "ListValue(index as Integer) as PythonList");
+
   // The caller unlocks it.
   REALobject make(std::int32_t count) const {
     const REALobject made = host::newObject(type);
@@ -55,6 +64,10 @@ struct Result {
       host::find<void (*)(REALobject, std::int32_t)>("PythonResult", "Constructor(value as Int32)");
   std::intptr_t (*integer)(REALobject) =
       host::find<std::intptr_t (*)(REALobject)>("PythonResult", "IntegerValue() as Integer");
+  REALobject (*tuple)(REALobject) =
+      host::find<REALobject (*)(REALobject)>("PythonResult", "TupleValue() as PythonParameters");
+  REALstring (*string)(REALobject) =
+      host::find<REALstring (*)(REALobject)>("PythonResult", "StringValue() as String");
   void *(*pointer)(REALobject) = host::find<void *(*)(REALobject)>("PythonResult",
                                                                    "GetPtr() as Ptr");
 };
@@ -107,6 +120,10 @@ struct Entity {
       "PythonEntity", "FromInt32(value as Int32) as PythonEntity");
   std::int32_t (*int32)(REALobject) = host::findGetter<std::int32_t (*)(REALobject)>("PythonEntity",
                                                                                      "Int32Value");
+  REALobject (*fromDouble)(double) = host::findShared<REALobject (*)(double)>(
+      "PythonEntity", "FromDouble(value as Double) as PythonEntity");
+  double (*real)(REALobject) = host::findGetter<double (*)(REALobject)>("PythonEntity",
+                                                                        "DoubleValue");
 };
 
 struct Interface {
@@ -164,6 +181,14 @@ void measure(benchmark::State &state, const char *row, Operation operation) {
   }
   for (auto _ : state)
     operation();
+}
+
+// As __main__ has them in `numbers`.
+std::vector<double> doubles() {
+  std::vector<double> made;
+  for (int i = 0; i < kDoubles; ++i)
+    made.push_back(i / 3.0);
+  return made;
 }
 
 // --- Host code that Python calls ---
@@ -346,6 +371,81 @@ struct Plugin {
       expect(found, object.get());
       host::unlock(found);
     });
+  }
+
+  // --- Many numbers ---
+
+  template <Way kWay> static void doublesIn(benchmark::State &state) {
+    const Interface &q = interface();
+    const Object function = globalFunction(kWay == Way::Singly ? "take" : "take_bytes");
+    const std::vector<double> numbers = doubles();
+    const String bytes(
+        {reinterpret_cast<const char *>(numbers.data()), numbers.size() * sizeof(double)});
+    const String kind("double");
+    const auto handOver = [&](REALobject arguments) {
+      const REALobject result = q.function.invoke(function.get(), arguments);
+      expect(q.result.integer(result), std::intptr_t{kDoubles});
+      host::unlock(result);
+      host::unlock(arguments);
+    };
+    if constexpr (kWay != Way::Singly) {
+      constexpr bool isArray = kWay == Way::Array;
+      const String into("array");
+      measure(state, isArray ? "doubles_in_array" : "doubles_in", [&] {
+        const REALobject arguments = q.parameters.make(isArray ? 3 : 2);
+        q.parameters.setString(arguments, 0, bytes.get());
+        q.parameters.setString(arguments, 1, kind.get());
+        if (isArray)
+          q.parameters.setString(arguments, 2, into.get());
+        handOver(arguments);
+      });
+    } else {
+      measure(state, "doubles_in_singly", [&] {
+        const REALobject list = host::newObject(q.list.type);
+        q.list.construct(list);
+        for (const double number : numbers) {
+          const REALobject value = q.entity.fromDouble(number);
+          q.list.append(list, value);
+          host::unlock(value);
+        }
+        const REALobject arguments = q.parameters.make(1);
+        q.parameters.setList(arguments, 0, list);
+        host::unlock(list);
+        handOver(arguments);
+      });
+    }
+  }
+
+  template <Way kWay> static void doublesOut(benchmark::State &state) {
+    const Interface &q = interface();
+    const Object function = globalFunction(kWay == Way::Singly ? "give_in_tuple"
+                                           : kWay == Way::List ? "give_bytes"
+                                                               : "give_array");
+    const std::vector<double> numbers = doubles();
+    if constexpr (kWay != Way::Singly) {
+      measure(state, kWay == Way::List ? "doubles_out" : "doubles_out_array", [&] {
+        const REALobject result = q.function.invoke(function.get(), nullptr);
+        const REALstring bytes = q.result.string(result);
+        expect(std::memcmp(host::contents(bytes).data(), numbers.data(), sizeof(double) * kDoubles),
+               0);
+        host::unlock(bytes);
+        host::unlock(result);
+      });
+    } else {
+      measure(state, "doubles_out_singly", [&] {
+        const REALobject result = q.function.invoke(function.get(), nullptr);
+        const REALobject tuple = q.result.tuple(result);
+        const REALobject list = q.parameters.list(tuple, 0);
+        for (int i = 0; i < kDoubles; ++i) {
+          const REALobject item = q.list.item(list, i);
+          expect(q.entity.real(item), numbers[static_cast<std::size_t>(i)]);
+          host::unlock(item);
+        }
+        host::unlock(list);
+        host::unlock(tuple);
+        host::unlock(result);
+      });
+    }
   }
 
   // --- The way back ---

@@ -1,6 +1,9 @@
 // The same work through pybind11: its own classes and conversions, and `bytes` where text is a str.
 
 #include <pybind11/embed.h>
+#include <pybind11/stl.h>
+
+#include <vector>
 
 #include "bench/bench.h"
 
@@ -123,6 +126,21 @@ struct Pybind11 {
       tuple[0] = py::capsule(&object, [](void *) {});
       DoNotOptimize(static_cast<void *>(tuple[0].cast<py::capsule>()));
     }
+  }
+
+  // --- Many numbers ---
+
+  template <Way> static void doublesIn(benchmark::State &state) {
+    const py::object function = find("take");
+    const std::vector<double> numbers(kDoubles, 1 / 3.0);
+    for (auto _ : state)
+      DoNotOptimize(function(numbers).cast<int>());
+  }
+
+  template <Way> static void doublesOut(benchmark::State &state) {
+    const py::object function = find("give");
+    for (auto _ : state)
+      DoNotOptimize(function().cast<std::vector<double>>().data());
   }
 
   // --- The way back ---

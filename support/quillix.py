@@ -3,8 +3,9 @@
 The plug-in carries numbers, texts, tuples, dictionaries and objects of the
 host between the host's language and Python.  This module does the rest in
 Python: full error texts, keyword arguments, objects of any class, source
-code, ``unicode``, iteration, streams and virtual environments.  Host code
-reaches it with ``Quillix.GetModule("quillix")`` and calls its functions with
+code, ``unicode``, iteration, numbers in bytes, jobs in the background,
+streams and virtual environments.  Host code reaches it with
+``Quillix.GetModule("quillix")`` and calls its functions with
 ``GetFunction`` and ``Invoke``.
 
 Values.  A function that answers with a value converts it, all the way down,
@@ -33,33 +34,43 @@ what it finds as it is and answers with a name for it, such as
     wherever a function of this module takes an object, and as an argument
     of a call.  "quillix.objects.None" stands for ``None``.
 
-A kept object lives until ``release``.
+A kept object lives until ``release``.  Where texts come from elsewhere, and
+one of them may happen to look like such a name, ``literal`` leaves every
+text a text.
 
 Errors.  A function that fails raises ``Error``: ``Invoke`` answers Nil,
 ``Quillix.GetError`` gives the class and the message of what went wrong in
 one line, and ``last_error`` the rest.  An error of anything else that is
 still pending when a function of this module is called is taken, and is what
-``last_error`` describes.
+``last_error`` describes.  ``error_text`` is that of what is pending, and of
+nothing else.
 """
 
 import __builtin__
+import array
 import atexit
+import collections
 import copy
 import functools
 import itertools
+import operator
 import os
+import struct
 import sys
 import types
 
 __all__ = [
-    'Error', 'activate', 'call', 'call_unicode', 'create', 'deactivate',
-    'delete_item', 'evaluate', 'evaluate_object', 'execute', 'execute_file',
-    'get_attribute', 'get_attribute_object', 'get_item', 'get_item_object',
-    'insert_path', 'integer_object', 'iterate', 'keep', 'kept', 'last_error',
-    'next_items', 'next_objects', 'python_info', 'redirect_errors',
-    'redirect_input', 'redirect_output', 'release', 'represent',
-    'restore_streams', 'run_script', 'set_arguments', 'set_attribute',
-    'set_item', 'text', 'type_name', 'unicode_object', 'value', 'wrap',
+    'Cancelled', 'Error', 'activate', 'at_address', 'at_address_object',
+    'call', 'call_unicode', 'cancel_job', 'checkpoint', 'create', 'deactivate',
+    'delete_item', 'end_jobs', 'error_text', 'evaluate', 'evaluate_object',
+    'execute', 'execute_file', 'get_attribute', 'get_attribute_object',
+    'get_item', 'get_item_object', 'insert_path', 'integer_object', 'iterate',
+    'job_result', 'job_result_object', 'keep', 'kept', 'last_error', 'load',
+    'next_items', 'next_objects', 'pack', 'poll_job', 'python_info',
+    'redirect_errors', 'redirect_input', 'redirect_output', 'release',
+    'represent', 'restore_streams', 'run_script', 'set_arguments',
+    'set_attribute', 'set_item', 'start_job', 'text', 'type_name',
+    'unicode_object', 'unpack', 'unpack_object', 'value', 'wrap',
 ]
 __version__ = '1.0.0'
 
@@ -104,8 +115,9 @@ def _object(given):
     return _kept(given) if _is_kept_name(given) else given
 
 
-def _resolved(names):
-    return dict((name, _object(given)) for name, given in names.items())
+def _resolved(names, literal=False):
+    return dict((name, given if literal else _object(given))
+                for name, given in names.items())
 
 
 def _sequence(arguments):
@@ -115,8 +127,10 @@ def _sequence(arguments):
     return arguments or ()
 
 
-def _arguments(arguments, keywords):
-    return map(_object, _sequence(arguments)), _resolved(keywords or {})
+def _arguments(arguments, keywords, literal):
+    arguments = _sequence(arguments)
+    return (arguments if literal else map(_object, arguments),
+            _resolved(keywords or {}, literal))
 
 
 def _module(name):
@@ -337,13 +351,15 @@ def _value(given):
     return _Conversion().value(given)
 
 
-def _decoded(given, known=None):
+def _decoded(given, literal, known=None):
     """Return `given` with every text as unicode, but for kept names.
 
-    known: what became of the containers so far, by their ids.
+    literal: these as well.  known: what became of the containers so far, by
+    their ids.
     """
     if isinstance(given, str):
-        return given if _is_kept_name(given) else given.decode('utf-8')
+        is_name = not literal and _is_kept_name(given)
+        return given if is_name else given.decode('utf-8')
     if not isinstance(given, (list, tuple, dict)):
         return given
     known = {} if known is None else known
@@ -352,14 +368,15 @@ def _decoded(given, known=None):
             # Not by the class's own rules: a named tuple takes its items
             # one by one.
             known[id(given)] = tuple.__new__(
-                type(given), [_decoded(item, known) for item in given])
+                type(given), [_decoded(item, literal, known) for item in given])
         elif isinstance(given, list):
             made = known[id(given)] = copy.copy(given)
-            made[:] = [_decoded(item, known) for item in given]
+            made[:] = [_decoded(item, literal, known) for item in given]
         else:
             made = known[id(given)] = {}
             for key, item in given.items():
-                made[_decoded(key, known)] = _decoded(item, known)
+                made[_decoded(key, literal, known)] = _decoded(item, literal,
+                                                               known)
     return known[id(given)]
 
 
@@ -472,13 +489,17 @@ def _traceback(kind, raised, position, line):
 def _note_pending():
     """Take and describe an error that was pending when host code called.
 
+    Result: whether there was one.
+
     What takes a C number looks whether -1 stands for an error, and raises
     it; the end of a loop would do so too, but swallow a StopIteration.
     """
     try:
         xrange(-1)
+        return False
     except:  # noqa: E722, whatever it is
         _note_error()
+        return True
 
 
 def _raise(line):
@@ -522,7 +543,6 @@ def _public(function):
     return guarded
 
 
-@_public
 def last_error():
     """Describe the last error.
 
@@ -532,16 +552,39 @@ def last_error():
     Result: a dict with the keys "class", its name; "module", where that is
     defined; "message"; "text", class and message in one line; "arguments",
     a tuple of what the exception was made with; "traceback", as Python
-    prints it; "file" and "line", where it was raised.  All are empty while
-    nothing has failed.
+    prints it; "file" and "line", where it was raised; "pending", whether it
+    was pending just now, and not an old story.  All are empty while nothing
+    has failed.
     """
-    return dict(_objects.last_error)
+    pending = _note_pending()
+    return dict(_objects.last_error, pending=pending)
+
+
+def error_text():
+    """Take the error that is pending, and tell it in one line.
+
+    Result: class and message, such as "KeyError: 'melon'"; an empty text
+    when nothing was pending.
+    """
+    return _objects.last_error['text'] if _note_pending() else ''
+
+
+@_public
+def load(name):
+    """Import a module, and say readably why that fails.
+
+    name: as for GetModule.  Result: the name, to get the module with.
+    Errors: ImportError, SyntaxError, and whatever the module's own code
+    raises.
+    """
+    __import__(name)
+    return name
 
 
 # Calls.
 
 @_public
-def call(target, arguments=(), keywords=None):
+def call(target, arguments=(), keywords=None, literal=False):
     """Call something with positional and keyword arguments.
 
     target: what to call: the name of a built-in such as "len", a dotted
@@ -549,17 +592,17 @@ def call(target, arguments=(), keywords=None):
     names behind it ("quillix.objects.7.append"), or anything that can be
     called.
     arguments: a tuple or list.  keywords: a dict.  In both, the name of a
-    kept object stands for the object.
+    kept object stands for the object, unless `literal`.
 
     Result: the result as a value.  Errors: whatever the call raises;
     LookupError or AttributeError when there is no such target.
     """
-    arguments, keywords = _arguments(arguments, keywords)
+    arguments, keywords = _arguments(arguments, keywords, literal)
     return _value(_callable(target)(*arguments, **keywords))
 
 
 @_public
-def call_unicode(target, arguments=(), keywords=None):
+def call_unicode(target, arguments=(), keywords=None, literal=False):
     """Call something like call(), with all texts in unicode.
 
     Every ``str`` among the arguments and keywords, also inside tuples,
@@ -568,46 +611,49 @@ def call_unicode(target, arguments=(), keywords=None):
     Result and errors: those of call(); UnicodeDecodeError for a text that
     is not UTF-8.
     """
-    arguments, keywords = _arguments(_decoded(arguments),
-                                     _decoded(keywords or {}))
+    arguments, keywords = _arguments(_decoded(arguments, literal),
+                                     _decoded(keywords or {}, literal),
+                                     literal)
     return _value(_callable(target)(*arguments, **keywords))
 
 
 @_public
-def create(target, arguments=(), keywords=None):
+def create(target, arguments=(), keywords=None, literal=False):
     """Call a class, or anything else, and keep what it returns.
 
     Arguments and errors: those of call().
 
     Result: the name of the new object.
     """
-    arguments, keywords = _arguments(arguments, keywords)
+    arguments, keywords = _arguments(arguments, keywords, literal)
     return _keep(_callable(target)(*arguments, **keywords))
 
 
 class _Wrapped(object):
     """A callable whose failures are told and whose results are values."""
 
-    def __init__(self, target):
+    def __init__(self, target, literal):
         self._target = target
+        self._literal = literal
 
     def _invoke(self, *arguments):
-        return _value(self._target(*map(_object, arguments)))
+        arguments, keywords = _arguments(arguments, None, self._literal)
+        return _value(self._target(*arguments, **keywords))
 
     invoke = _public(_invoke)
 
 
 @_public
-def wrap(target):
+def wrap(target, literal=False):
     """Make a function of which nothing is lost when it fails.
 
-    target: as for call().
+    target, literal: as for call().
 
     Result: the name of an object with one function, "invoke", which takes
     the target's arguments: ``GetModule(name).GetFunction("invoke")``.  Its
     results and errors are those of call().
     """
-    return _keep(_Wrapped(_callable(target)))
+    return _keep(_Wrapped(_callable(target), literal))
 
 
 # Objects.
@@ -717,15 +763,16 @@ def get_attribute_object(given, name):
 
 
 @_public
-def set_attribute(given, name, new):
+def set_attribute(given, name, new, literal=False):
     """Set an attribute.
 
     given, name: as for get_attribute().  new: what it shall hold; the name
-    of a kept object stands for the object.  Errors: AttributeError.
+    of a kept object stands for the object, unless `literal`.  Errors:
+    AttributeError.
     """
     owner, _, last = name.rpartition('.')
     owner = _attribute(given, owner) if owner else _named(given)
-    setattr(owner, last, _object(new))
+    setattr(owner, last, new if literal else _object(new))
 
 
 @_public
@@ -750,13 +797,15 @@ def get_item_object(given, key):
 
 
 @_public
-def set_item(given, key, new):
+def set_item(given, key, new, literal=False):
     """Set an item.
 
     given, key: as for get_item().  new: the item; the name of a kept object
-    stands for the object.  Errors: IndexError, KeyError, TypeError.
+    stands for the object, unless `literal`, as in the key.  Errors:
+    IndexError, KeyError, TypeError.
     """
-    _object(given)[_object(key)] = _object(new)
+    _object(given)[key if literal else _object(key)] = (
+        new if literal else _object(new))
 
 
 @_public
@@ -865,6 +914,213 @@ def next_objects(name, count=100):
     Result: a tuple of names, empty when there are no more items.
     """
     return _next(name, count, _keep)
+
+
+# Numbers in bytes, as a MemoryBlock has them.
+
+# The code of struct and ctypes, the bytes of one, NumPy's name.
+_NUMBERS = {
+    'double': ('d', 8, 'f8'), 'single': ('f', 4, 'f4'),
+    'int8': ('b', 1, 'i1'), 'uint8': ('B', 1, 'u1'),
+    'int16': ('h', 2, 'i2'), 'uint16': ('H', 2, 'u2'),
+    'int32': ('i', 4, 'i4'), 'uint32': ('I', 4, 'u4'),
+    'int64': ('q', 8, 'i8'), 'uint64': ('Q', 8, 'u8'),
+}
+_WHOLE = set((int, long, bool))
+_AT_ONCE = 4096  # of which struct is told by one format
+
+
+class _Numbers(object):
+    """Numbers of one type and byte order."""
+
+    def __init__(self, kind, order):
+        try:
+            self.code, self.size, numpy_name = _NUMBERS[kind.lower()]
+            sign = {'little': '<', 'big': '>'}[order.lower()]
+        except (KeyError, AttributeError):
+            raise ValueError('numbers are %s; their order little or big' %
+                             ', '.join(sorted(_NUMBERS)))
+        self.kind = kind
+        self.is_swapped = order.lower() != sys.byteorder
+        self.numpy_name = sign + numpy_name if self.size > 1 else (
+            '|' + numpy_name)
+        # The system's own format is faster, but no float is too large to it.
+        self.sign = sign if self.is_swapped or self.code == 'f' else '@'
+        self.count = None  # of what `struct` is for
+        # The array module has none of 64 bits where C's long has not.
+        self.array_code = {'q': 'l', 'Q': 'L'}.get(self.code, self.code)
+        if array.array(self.array_code).itemsize != self.size:
+            self.array_code = None
+
+    def format(self, count):
+        if count != self.count:
+            self.count = count
+            self.struct = struct.Struct('%s%d%s' %
+                                        (self.sign, count, self.code))
+        return self.struct
+
+    def bytes_of(self, data):
+        if isinstance(data, memoryview):
+            data = data.tobytes()
+        elif isinstance(data, (bytearray, buffer)):
+            data = bytes(data)
+        elif not isinstance(data, bytes):
+            raise TypeError('numbers are read from a str, not from %s' %
+                            _type_name(data))
+        if len(data) % self.size:
+            raise ValueError('%d bytes are no whole number of %s, which have '
+                             '%d' % (len(data), self.kind, self.size))
+        return data
+
+    def to_array(self, data):
+        if not self.array_code:
+            raise ValueError('array.array has no %s here; a list has' %
+                             self.kind)
+        made = array.array(self.array_code, data)
+        if self.is_swapped:
+            made.byteswap()
+        return made
+
+    def to_list(self, data):
+        if self.array_code:
+            return self.to_array(data).tolist()
+        made = []
+        for at in xrange(0, len(data), _AT_ONCE * self.size):
+            part = data[at:at + _AT_ONCE * self.size]
+            made += self.format(len(part) // self.size).unpack(part)
+        return made
+
+    def to_numpy(self, data):
+        import numpy
+        made = numpy.frombuffer(data, dtype=self.numpy_name)
+        return made.astype(made.dtype.newbyteorder('='))
+
+    def packed(self, numbers):
+        kind = getattr(numbers, 'dtype', None)
+        if kind is not None and kind.str == self.numpy_name:
+            return numbers.tostring()
+        if isinstance(numbers, array.array) and (
+                numbers.typecode == self.array_code):
+            if self.is_swapped:
+                numbers = copy.copy(numbers)
+                numbers.byteswap()
+            return numbers.tostring()
+        if hasattr(numbers, 'tolist'):
+            numbers = numbers.tolist()
+        elif not isinstance(numbers, (list, tuple)):
+            numbers = list(numbers)
+        return b''.join(self.packed_part(numbers, at)
+                        for at in xrange(0, len(numbers), _AT_ONCE))
+
+    def packed_part(self, numbers, at):
+        part = numbers[at:at + _AT_ONCE]
+        try:
+            return self.pack(part)
+        except (struct.error, OverflowError, TypeError):
+            # Which of them?
+            for i, number in enumerate(part, at):
+                try:
+                    self.pack((number,))
+                except (struct.error, OverflowError, TypeError):
+                    raise ValueError('item %d is no %s: %s' %
+                                     (i, self.kind, repr(number)[:100]))
+            raise
+
+    def pack(self, numbers):
+        # By itself struct cuts off what is behind the point.
+        if self.code not in 'df' and not set(map(type, numbers)) <= _WHOLE:
+            numbers = map(operator.index, numbers)
+        return self.format(len(numbers)).pack(*numbers)
+
+
+def _unpacked(data, kind, order, into):
+    numbers = _Numbers(kind, order)
+    made_by = {'list': numbers.to_list, 'array': numbers.to_array,
+               'numpy': numbers.to_numpy}
+    if into not in made_by:
+        raise ValueError('numbers are put into a list, array or numpy')
+    return made_by[into](numbers.bytes_of(_object(data)))
+
+
+@_public
+def unpack(data, kind, order='little', into='list'):
+    """Make numbers of bytes, for Python code.
+
+    data: a str, bytearray, buffer or memoryview.
+
+    kind: "double", "single", "int8", "uint8" and so on to "uint64".
+
+    order: "little", as in a MemoryBlock unless it was told otherwise, or
+    "big".
+
+    into: "list"; "array", an ``array.array``, which has no 64 bits on
+    Windows and 32-bit systems; "numpy", a NumPy array.
+
+    Result: the list or array itself.  Errors: ValueError for a length that
+    is no whole number of these, or for an unknown name; ImportError without
+    NumPy.
+    """
+    return _unpacked(data, kind, order, into)
+
+
+@_public
+def unpack_object(data, kind, order='little', into='list'):
+    """Make numbers of bytes, and keep them.
+
+    Arguments and errors: those of unpack().  Result: the name of the list or
+    array.
+    """
+    return _keep(_unpacked(data, kind, order, into))
+
+
+@_public
+def pack(numbers, kind, order='little'):
+    """Make bytes of numbers.
+
+    numbers: a list, tuple, array, NumPy array or anything to iterate over,
+    or the name of a kept one.  kind and order: those of unpack().
+
+    Result: a str, with which a MemoryBlock can be made.  Errors: ValueError
+    for what is no number or does not fit the type, with its place; no
+    ``float`` counts as a whole number.
+    """
+    return _Numbers(kind, order).packed(_object(numbers))
+
+
+def _at_address(address, kind, count):
+    import ctypes
+    numbers = _Numbers(kind, sys.byteorder)
+    if not address or count < 0:
+        raise ValueError('%d numbers at address %d' % (count, address))
+    kinds = dict((getattr(ctypes, name)._type_, getattr(ctypes, name))
+                 for name in ('c_double', 'c_float', 'c_byte', 'c_ubyte',
+                              'c_short', 'c_ushort', 'c_int', 'c_uint'))
+    kinds.update(q=ctypes.c_int64, Q=ctypes.c_uint64)
+    return (kinds[numbers.code] * count).from_address(address)
+
+
+@_public
+def at_address(address, kind, count):
+    """Read and write the host's memory in place, from Python code.
+
+    address: where it begins.  kind: as of unpack().  count: how many numbers
+    there are.  The order is the processor's.
+
+    Result: an array of ctypes, without a copy: it must not be used once the
+    host has let go of that memory, nor does anything check that.
+    Errors: ValueError for no address or an unknown name.
+    """
+    return _at_address(address, kind, count)
+
+
+@_public
+def at_address_object(address, kind, count):
+    """Read and write the host's memory in place, and keep that.
+
+    Arguments and errors: those of at_address().  Result: the name of the
+    array; ``release`` it before the memory goes.
+    """
+    return _keep(_at_address(address, kind, count))
 
 
 # Source code.
@@ -1025,6 +1281,301 @@ def set_arguments(arguments):
     arguments: a tuple or list of texts; the first is the program's name.
     """
     sys.argv = map(_text, _sequence(arguments))
+
+
+# Jobs.
+
+class Cancelled(BaseException):
+    """What ends a cancelled job, through all that catches an Exception."""
+
+
+class _Job(object):
+    """A call on a thread of its own."""
+
+    def __init__(self, target, arguments, keywords):
+        import threading
+        self.state = 'running'
+        self.progress = (0.0, 0.0, '')
+        self.printed = collections.deque()
+        self.is_cancelled = False
+        self.ended = threading.Event()
+        self._call = (target, arguments, keywords)
+        self._result = None
+        self._description = None
+        self._lock = threading.Lock()
+        self._runs_code = self._is_interrupted = False
+        self._thread = threading.Thread(target=self._run)
+        # Python would wait for it before anything could cancel it.
+        self._thread.daemon = True
+        self._thread.start()
+
+    def _run(self):
+        number = _thread_number()
+        _objects.jobs_by_thread[number] = self
+        state = None
+        try:
+            while True:
+                try:
+                    if state is None:
+                        state = 'cancelled'  # unless it gets further
+                        state = self._outcome()
+                    with self._lock:
+                        self._runs_code = False
+                        if self._is_interrupted:
+                            _interrupt(number, False)
+                    break
+                except Cancelled:
+                    pass  # too late
+        finally:
+            del _objects.jobs_by_thread[number]
+            self.state = state
+            self.ended.set()
+
+    def _outcome(self):
+        target, arguments, keywords = self._call
+        try:
+            with self._lock:
+                self._runs_code = True
+            if self.is_cancelled:
+                raise Cancelled('the job was cancelled before it began')
+            self._result = target(*arguments, **keywords)
+            return 'done'
+        except:  # noqa: E722, whatever it is
+            kind, raised, position = sys.exc_info()
+            try:
+                while position is not None and _here(position):
+                    position = position.tb_next
+                self._description = _description(kind, raised, position)
+                return 'cancelled' if kind is Cancelled else 'failed'
+            finally:
+                del position, raised
+
+    def cancel(self, at_once):
+        self.is_cancelled = True
+        if not at_once:
+            return
+        with self._lock:
+            if self._runs_code:
+                self._is_interrupted = _interrupt(self._thread.ident, True)
+
+    def is_alive(self):
+        """Whether its thread still refers to it: it shall not go there, with
+        the last of an object of the host."""
+        return self._thread.is_alive()
+
+    def result(self):
+        if self.state == 'running':
+            raise RuntimeError('the job is still running')
+        if self.state == 'done':
+            return self._result
+        description = self._description or _description(
+            Cancelled, Cancelled('the job was cancelled'), None)
+        error = Error(description['text'])
+        error._description = description
+        raise error
+
+
+class _JobOutput(object):
+    """sys.stdout or sys.stderr while jobs run.
+
+    What a job prints waits for the thread that polls: an event of the host
+    on another thread is what it does not expect.
+    """
+
+    def __init__(self, stream):
+        self._stream = stream
+
+    def write(self, written):
+        job = _objects.jobs_by_thread.get(_thread_number())
+        if job is None:
+            self._stream.write(written)
+        else:
+            job.printed.append((self._stream, written))
+
+    def writelines(self, lines):
+        for line in lines:
+            self.write(line)
+
+    def __getattr__(self, name):
+        return getattr(self._stream, name)
+
+
+def _interrupt(number, is_wanted):
+    """Have Cancelled raised on a thread, within its next hundred steps, or
+    not any more; False where Python was built without what that takes.
+    """
+    try:
+        from ctypes import c_long, py_object, pythonapi
+    except ImportError:
+        return False
+    pythonapi.PyThreadState_SetAsyncExc(
+        c_long(number), py_object(Cancelled) if is_wanted else None)
+    return True
+
+
+def _thread_number():
+    import thread
+    return thread.get_ident()
+
+
+def _collect_output():
+    for name in ('stdout', 'stderr'):
+        stream = getattr(sys, name, None)
+        if stream is not None and not isinstance(stream, _JobOutput):
+            setattr(sys, name, _JobOutput(stream))
+
+
+def _print_collected():
+    """Print what jobs have, and give the streams back after the last."""
+    for job in _objects.jobs:
+        while job.printed:
+            stream, written = job.printed.popleft()
+            stream.write(written)
+    _objects.jobs = [job for job in _objects.jobs if job.is_alive()]
+    if _objects.jobs:
+        _collect_output()
+        return
+    for name in ('stdout', 'stderr'):
+        stream = getattr(sys, name, None)
+        if isinstance(stream, _JobOutput):
+            setattr(sys, name, stream._stream)
+
+
+def _job(name):
+    found = _named(name)
+    if not isinstance(found, _Job):
+        raise TypeError('%s is no job' % _readable(_text(name)))
+    return found
+
+
+@_public
+def start_job(target, arguments=(), keywords=None, literal=False):
+    """Start a call in the background, on a thread of Python's.
+
+    It runs while Python code does, as a rule in poll_job().  Functions of
+    the host are not for it: they would run on its thread.  What it prints is
+    printed by poll_job().
+
+    target, arguments, keywords, literal: as for call().
+
+    Result: the name of the job.  Errors: those of call() for the target.
+    """
+    arguments, keywords = _arguments(arguments, keywords, literal)
+    target = _callable(target)
+    if not _objects.ends_jobs:
+        atexit.register(_end_all)
+        _objects.ends_jobs = True
+    _collect_output()
+    # The lines of errors are read with it; a job would have to import it.
+    import traceback  # noqa: F401
+    job = _Job(target, arguments, keywords)
+    _objects.jobs.append(job)
+    return _keep(job)
+
+
+@_public
+def poll_job(job, milliseconds=0):
+    """Let jobs run for a while, and tell how far one of them is.
+
+    job: its name.  milliseconds: how long at most; less when it ends.  Code
+    that never gives way, one long call into C, keeps the turn longer.
+
+    Result: a dict with the keys "state", which is "running", "done",
+    "failed" or "cancelled"; "done", "total", both float, and "text", as
+    checkpoint() was told.
+    """
+    found = _job(job)
+    found.ended.wait(milliseconds / 1000.0)
+    _print_collected()
+    done, total, told = found.progress
+    return {'state': found.state, 'done': done, 'total': total, 'text': told}
+
+
+@_public
+def job_result(job):
+    """Tell what became of a job.
+
+    Result: its result as a value.  Errors: what the job raised, with the
+    traceback; Cancelled; RuntimeError while it is running.
+    """
+    return _value(_job(job).result())
+
+
+@_public
+def job_result_object(job):
+    """Keep the result of a job.
+
+    Result: its name.  Errors: those of job_result().
+    """
+    return _keep(_job(job).result())
+
+
+@_public
+def cancel_job(job, at_once=False):
+    """Ask a job to end: its next checkpoint() raises Cancelled.
+
+    at_once: raise it at the job's next step in Python code, wherever that
+    is.  A call into C is not interrupted.  What has ended is left alone.
+    """
+    _job(job).cancel(at_once)
+
+
+def _end(seconds):
+    """Cancel all jobs, and wait for their end; with None, as long as it takes."""
+    import thread
+    import threading
+    import time
+    end = None if seconds is None else time.time() + seconds
+    jobs = _objects.jobs
+    for job in jobs:
+        job.cancel(True)
+    for job in jobs:
+        while job.is_alive():
+            if end is not None and time.time() >= end:
+                return
+            job.ended.wait(0.05)
+            time.sleep(0.001)
+    # A thread that has ended in Python still has to leave it.
+    for _ in range(200):
+        if thread._count() < threading.active_count():
+            break
+        time.sleep(0.001)
+
+
+def _end_all():
+    _end(None)
+    _print_collected()
+
+
+@_public
+def end_jobs(milliseconds):
+    """Cancel all jobs at once and wait for their end, before Finalize.
+
+    Result: how many are still running after that time.  Finalize would wait
+    for them.
+    """
+    _end(milliseconds / 1000.0)
+    _print_collected()
+    return long(len(_objects.jobs))
+
+
+def checkpoint(done=None, total=None, text=None):
+    """Tell how far the job is, and end it here when it is cancelled.
+
+    For Python code; outside of a job it does nothing.
+
+    done, total: numbers; text: what is being done.  None leaves what was
+    told before.  Errors: Cancelled.
+    """
+    job = _objects.jobs_by_thread.get(_thread_number())
+    if job is None:
+        return
+    before = job.progress
+    job.progress = (before[0] if done is None else float(done),
+                    before[1] if total is None else float(total),
+                    before[2] if text is None else _text(text))
+    if job.is_cancelled:
+        raise Cancelled('the job was cancelled')
 
 
 # Streams.
@@ -1354,11 +1905,14 @@ def deactivate():
 # Kept with the objects, so that nothing is lost when this module is reloaded.
 if _PREFIX[:-1] in sys.modules:
     _objects = sys.modules[_PREFIX[:-1]]
-    Error = _objects.Error
+    Error, Cancelled = _objects.Error, _objects.Cancelled
 else:
     _objects = _Objects(_PREFIX[:-1], _Objects.__doc__)
-    _objects.Error = Error
+    _objects.Error, _objects.Cancelled = Error, Cancelled
     _objects.last_error = _NO_ERROR
+    _objects.jobs = []
+    _objects.jobs_by_thread = {}
+    _objects.ends_jobs = False
     _objects.numbers = itertools.count(1)
     _objects.source_numbers = itertools.count(1)
     _objects.sources = []

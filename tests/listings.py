@@ -1,10 +1,11 @@
 #!/usr/bin/env python3
 """Runs host code that people read, so that it stays true.
 
-    listings.py FILE.xojo_script HOST...
+    listings.py FILE.xojo_project HOST...
     listings.py FILE.md HOST...
 
-HOST is the command that runs quillix-host. A script must print what stands in output.txt beside it.
+HOST is the command that runs quillix-host. A project must print what stands in output.txt beside it,
+with the lines of input.txt to read, if there is such a file.
 In a Markdown file the word after a fence's three marks says what a block is, the rest how it is treated:
 
     xojo             host code: a process of its own, which must succeed; Python is started first,
@@ -130,10 +131,14 @@ class Listings:
             self.output = self.python_code(block) if block.language == 'python' else None
 
 
-def check_script(script, host):
-    with open(os.path.join(os.path.dirname(script), 'output.txt'), encoding='utf-8') as file:
+def check_project(project, host):
+    folder = os.path.dirname(project)
+    with open(os.path.join(folder, 'output.txt'), encoding='utf-8') as file:
         expected = file.read()
-    ended = subprocess.run(host + ['script', script], stdout=subprocess.PIPE, timeout=SECONDS)
+    lines = os.path.join(folder, 'input.txt')
+    with open(lines if os.path.exists(lines) else os.devnull, encoding='utf-8') as given:
+        ended = subprocess.run(host + ['run', project], stdin=given, stdout=subprocess.PIPE,
+                               timeout=SECONDS)
     output = text_of(ended.stdout)
     sys.stdout.writelines(difflib.unified_diff(expected.splitlines(True), output.splitlines(True),
                                                'output.txt', 'what was printed'))
@@ -143,7 +148,7 @@ def check_script(script, host):
 def main():
     document, host = sys.argv[1], sys.argv[2:]
     if not document.endswith('.md'):
-        return check_script(document, host)
+        return check_project(document, host)
     with open(document, encoding='utf-8') as file:
         blocks = list(blocks_of(file.readlines()))
     with tempfile.TemporaryDirectory() as folder:

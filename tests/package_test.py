@@ -77,8 +77,10 @@ with tempfile.TemporaryDirectory() as temporary:
     assert f"\n__version__ = '{version}'\n" in (companions / "support" / "quillix.py").read_text()
 
     assert environment["QUILLIX_PLUGIN_PATH"] in run([*host, "check"], env=environment)
-    scripts = sorted((companions / "examples").glob("*/host.xojo_script"))
-    assert scripts, "no examples"
-    for script in scripts:
-        output = run([*host, "script", script], env=environment)
-        assert output == (script.parent / "output.txt").read_text(), output
+    projects = sorted((companions / "examples").glob("*/*.xojo_project"))
+    assert projects, "no examples"
+    for project in projects:
+        lines = project.parent / "input.txt"
+        with open(lines if lines.exists() else os.devnull) as given:
+            output = run([*host, "run", project], env=environment, stdin=given)
+        assert output == (project.parent / "output.txt").read_text(), output

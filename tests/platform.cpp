@@ -35,6 +35,8 @@ void *findPythonSymbol(const char *name) {
   return library ? findSymbol(library, name) : nullptr;
 }
 
+void setVariable(const char *name, const std::string &value) { _putenv_s(name, value.c_str()); }
+
 // Python has told its own C library what is to be done.
 void interrupt() {
   HMODULE library = GetModuleHandleA("msvcr90.dll");
@@ -84,6 +86,8 @@ void *findPythonSymbol(const char *name) {
   dlopen(kPythonLibrary, RTLD_LAZY | RTLD_NOLOAD | RTLD_GLOBAL);
   return dlsym(RTLD_DEFAULT, name);
 }
+
+void setVariable(const char *name, const std::string &value) { setenv(name, value.c_str(), 1); }
 
 void interrupt() { std::raise(SIGINT); }
 

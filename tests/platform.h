@@ -35,6 +35,9 @@ bool isVisible(const char *symbol);
 // A function or variable of the Python library that the plug-in opened, or null.
 void *findPythonSymbol(const char *name);
 
+// A variable of the environment, for what is loaded from now on.
+void setVariable(const char *name, const std::string &value);
+
 // Ctrl-C, for Python.
 void interrupt();
 

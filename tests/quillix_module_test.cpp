@@ -228,7 +228,8 @@ def stop(): raise StopIteration
 write('broken.py', 'def f(:'); insert_path(folder)
 )py");
   const Object main = getModule("__main__"), fail = getFunction(main, "fail"),
-               describe = function("last_error"), evaluate = function("evaluate");
+               describe = function("last_error"), line = function("error_text"),
+               evaluate = function("evaluate");
   const std::pair<std::function<void()>, std::string> cases[] = {
       {[&] { invoke(fail, tupleOf("(KeyboardInterrupt,)")); }, "KeyboardInterrupt: \xc3\xa4"},
       {[&] { invoke(fail); }, "TypeError: fail() takes exactly 1 argument (0 given)"},
@@ -247,6 +248,14 @@ write('broken.py', 'def f(:'); insert_path(folder)
     EXPECT_FALSE(errorOccurred());
     EXPECT_EQ(get<std::string>(told, "text"), expected);
     EXPECT_TRUE(get<std::string>(told, "traceback").ends_with(expected + "\n"));
+    EXPECT_TRUE(get<bool>(told, "pending"));
+    told = read<Object>(invoke(describe), kWrapperAccessors[1]);
+    EXPECT_EQ(get<std::string>(told, "text"), expected) << "an old story";
+    EXPECT_FALSE(get<bool>(told, "pending"));
+    act();
+    EXPECT_EQ(read<std::string>(invoke(line), {"StringValue", "String"}), expected);
+    EXPECT_FALSE(errorOccurred());
+    EXPECT_EQ(answer(invoke(line)), "''");
   }
   EXPECT_EQ(get<std::string>(told, "traceback"), "Traceback (most recent call last):\n"
                                                  "  File \"<string>\", line 4, in fail\n"
@@ -288,6 +297,141 @@ call() => !TypeError: call() takes at least 1 argument (0 given)
 }
 
 // Every road on which the object itself, not a copy of it, is reached.
+// A text from elsewhere may look like the name of a kept object.
+TEST_F(QuillixModuleTest, leavesTextsAsTheyAre) {
+  play(R"py(
+name = keep([1])
+class Thing(object): pass
+thing = create('__main__.Thing')
+same = sys.modules[wrap('repr')]
+literally = sys.modules[wrap('repr', True)]
+call('repr', (name,)), call('repr', (name,), None, True) == repr(name) => ('[1]', True)
+same.invoke(name), literally.invoke(name) == repr(name) => ('[1]', True)
+call('dict', (), {'a': name}, True) == {'a': name} => True
+call_unicode('repr', ([name],), None, True) == repr([unicode(name)]) => True
+get_item(create('list', ((name,),), None, True), 0) == name => True
+set_attribute(thing, 'a', name), get_attribute(thing, 'a') => (None, (1L,))
+set_attribute(thing, 'a', name, True), get_attribute(thing, 'a') == name => (None, True)
+made = create('dict')
+set_item(made, name, name, True), value(made) == {name: name} => (None, True)
+call('repr', ('quillix.objects.999',)) => !LookupError: quillix.objects.999 is not kept
+call('repr', ('quillix.objects.999',), None, True) => "'quillix.objects.999'"
+)py");
+}
+
+TEST_F(QuillixModuleTest, saysWhyAModuleIsNotLoaded) {
+  play(R"py(
+write('broken_here.py', 'x = 1\ndef f(:')
+write('raising.py', 'import jason'); insert_path(folder)
+load('xml.dom') => 'xml.dom'
+load('jason') => !ImportError: No module named jason
+load('raising') => !ImportError: No module named jason
+load('broken_here') => !SyntaxError: invalid syntax
+os.path.basename(last_error()['file']), last_error()['line'] => ('broken_here.py', 2L)
+)py");
+  EXPECT_TRUE(getModule("xml.dom"));
+}
+
+TEST_F(QuillixModuleTest, runsJobs) {
+  attachConsole();
+  play(R"py(
+import thread, threading, time
+main, heard = thread.get_ident(), []
+def hear(text): heard.append((text, thread.get_ident() == main))
+redirect_errors('__main__.hear') => None
+before = sys.stdout, sys.stderr
+def work(count, last='end'):
+  for i in range(count):
+    checkpoint(i + 1, count, 'step %d' % i)
+    print i,
+    sys.stderr.write('e')
+    time.sleep(0.001)
+  checkpoint(text=last)
+  return [count, u'\xe4', thread.get_ident() == main]
+def fail(): return {}['melon']
+def stubborn():
+  checkpoint(text='begun')
+  while True:
+    try:
+      while True: pass
+    except Exception: pass
+def begun(job):
+  while told(job, 1)[3] != 'begun': pass
+  return job
+def patient():
+  while True: checkpoint(); time.sleep(0.001)
+def told(job, time=0):
+  answer = poll_job(job, time)
+  return [answer[key] for key in ('state', 'done', 'total', 'text')]
+
+checkpoint(1, 2, 'outside') => None
+job = start_job('__main__.work', (3,), {'last': 'over'})
+sys.stdout is before[0] => False
+told(job, 5000) => ['done', 3.0, 3.0, 'over']
+heard => [('e', True), ('e', True), ('e', True)]
+job_result(job), call(job_result_object(job) + '.pop') => ((3L, '\xc3\xa4', False), False)
+
+failed = start_job('__main__.fail')
+told(failed, 5000) => ['failed', 0.0, 0.0, '']
+job_result(failed) => !KeyError: 'melon'
+'in fail\n' in last_error()['traceback'] => True
+start_job('__main__.nothing') => !AttributeError: there is no __main__.nothing
+poll_job('quillix.objects.None') => !TypeError: quillix.objects.None is no job
+poll_job(failed, 'x') => !TypeError: unsupported operand type(s) for /: 'str' and 'float'
+
+gentle = start_job('__main__.patient')
+told(gentle, 5) => ['running', 0.0, 0.0, '']
+job_result(gentle) => !RuntimeError: the job is still running
+cancel_job(gentle), told(gentle, 5000)[0], cancel_job(gentle) => (None, 'cancelled', None)
+job_result(gentle) => !Cancelled: the job was cancelled
+hard = begun(start_job('__main__.stubborn'))
+cancel_job(hard), told(hard, 20)[0] => (None, 'running')
+cancel_job(hard, True), told(hard, 5000)[0] => (None, 'cancelled')
+job_result(hard) => !Cancelled
+
+# A call into C is waited for.
+asleep, many = start_job('time.sleep', (0.5,)), [start_job('__main__.stubborn') for i in range(5)]
+told(asleep, 20)[0] => 'running'
+end_jobs(1) > 0 => True
+end_jobs(5000), threading.active_count(), thread._count() => (0L, 1, 0)
+set([told(each)[0] for each in many]), told(asleep)[0] in ('done', 'cancelled') => (set(['cancelled']), True)
+(sys.stdout, sys.stderr) == before => True
+
+# What a job was given goes where it came from.
+class Given(object):
+  def __del__(self): places.append(thread.get_ident() == main)
+places = []
+for i in range(20):
+  holder = create('__main__.Given')
+  job = start_job('__main__.work', (0, holder))
+  release(job, holder)
+  poll_job(start_job('time.sleep', (0.002,)), 100)
+  release()
+end_jobs(1000), set(places), len(places) => (0L, set([True]), 20)
+)py");
+  EXPECT_EQ(heard(), "0| |1| |2|");
+}
+
+// A job that is still running is ended before Python is.
+TEST_F(QuillixModuleTest, endsJobsWithPython) {
+  for (int life = 0; life < 5; ++life) {
+    attachConsole();
+    play(R"py(
+def stubborn():
+  print 'began'
+  checkpoint(text='begun')
+  while True: pass
+job = start_job('__main__.stubborn')
+while poll_job(job, 1)['text'] != 'begun': pass
+)py");
+    finalize();
+    init();
+    find();
+  }
+  const std::string text = heard();
+  EXPECT_EQ(std::count(text.begin(), text.end(), 'b'), 5) << text;
+}
+
 TEST_F(QuillixModuleTest, keepsObjects) {
   play(R"py(
 class Account(object):
@@ -667,6 +811,75 @@ write('program/__main__.py', 'import sys; print len([1 for folder in sys.path if
   attachConsole();
   EXPECT_EQ(ask("run_script(path('program'))"), "0L");
   EXPECT_EQ(heard(), "1|\n|") << "the folder itself, not the one around it";
+}
+
+// Every type at the edges of every other, in both orders, held against what the type can hold.
+TEST_F(QuillixModuleTest, turnsNumbersIntoBytesAndBack) {
+  play(R"py(
+import array, ctypes, itertools, struct, sys, types
+edges = [s * (2 ** bits + d) for bits in (7, 8, 15, 16, 31, 32, 63, 64) for d in (-1, 0, 1) for s in (-1, 1)]
+odd = [0, True, 1.5, 1e300, float('inf'), 'x', None, 2 ** 2000, [1]]
+kinds = 'double single int8 uint8 int16 uint16 int32 uint32 int64 uint64'.split()
+def holds(kind, n):
+  if kind in ('double', 'single'):
+    return isinstance(n, (int, long, float)) and (n == float('inf') or abs(n) < (3e38 if kind == 'single' else 2 ** 1000))
+  bits = int(kind.strip('uint'))
+  return isinstance(n, (int, long)) and (0 <= n < 2 ** bits if kind[0] == 'u' else -2 ** bits <= 2 * n < 2 ** bits)
+def same(kind, n, order):
+  try: data = pack([n], kind, order)
+  except Error as error: return not holds(kind, n) and 'item 0 is no ' + kind in str(error)
+  back, = unpack(data, kind, order)
+  rounded = {'double': float, 'single': lambda n: struct.unpack('<f', struct.pack('<f', n))[0]}.get(kind, long)
+  return holds(kind, n) and back == rounded(n) and data == pack([n], kind)[::1 if order == 'little' else -1]
+[(k, n, o) for k in kinds for n in edges + odd for o in ('little', 'Big') if not same(k, n, o)] => []
+pack((1, 2), 'Int16'), pack(iter([1, 2]), 'int16', 'big'), pack([], 'double') => ('\x01\x00\x02\x00', '\x00\x01\x00\x02', '')
+many = [n * 7 % 60000 for n in xrange(10001)]
+[k for k in kinds[4:] + kinds[:2] for o in ('little', 'big') if k != 'int16' and unpack(pack(many, k, o), k, o) != many] => []
+pack(many[:9000] + ['x'], 'int64') => !ValueError: item 9000 is no int64: 'x'
+data = pack(many, 'uint16')
+[unpack(kind(data), 'uint16') == many for kind in (str, bytearray, buffer, memoryview)] => [True, True, True, True]
+unpack(data[:-1], 'uint16') => !ValueError: 20001 bytes are no whole number of uint16, which have 2
+unpack(u'ab', 'int8') => !TypeError: numbers are read from a str, not from unicode
+unpack('', 'int') => !ValueError: numbers are double, int16, int32, int64, int8, single, uint16, uint32, uint64, uint8; their order little or big
+unpack('', 'int8', 'middle') => !ValueError: numbers are double, int16, int32, int64, int8, single, uint16, uint32, uint64, uint8; their order little or big
+unpack('', 'int8', 'big', 'set') => !ValueError: numbers are put into a list, array or numpy
+shorts = unpack(data, 'uint16', 'little', 'array')
+type(shorts).__name__, shorts.tolist() == many, pack(shorts, 'uint16') == data => ('array', True, True)
+swapped = unpack(data, 'uint16', 'big', 'array')
+pack(swapped, 'uint16', 'big') == data, swapped[1], many[1], pack(shorts, 'uint32') == pack(many, 'uint32') => (True, 1792, 7, True)
+name = unpack_object(data, 'uint16', into='array')
+call('sum', (name,)) == sum(many), pack(name, 'uint16') == data, release(name) => (True, True, 1L)
+has = array.array('l').itemsize == 8
+try: made = unpack(data[:8], 'int64', into='array')
+except Error as error: made = str(error)
+made == (array.array('l', data[:8]) if has else 'ValueError: array.array has no int64 here; a list has') => True
+# Memory of the host's own, in place.
+memory = (ctypes.c_double * 3)(1.5, 2.5, 3.5)
+there = at_address(ctypes.addressof(memory), 'double', 2)
+)py");
+  play(R"py(
+there[1] = 7
+list(there), memory[1], pack(there, 'double') == pack([1.5, 7], 'double') => ([1.5, 7.0], 7.0, True)
+name = at_address_object(ctypes.addressof(memory), 'uint8', 24)
+call('len', (name,)), release(name), at_address(ctypes.addressof(memory), 'int64', 1)[0] == struct.unpack('q', struct.pack('d', 1.5))[0] => (24L, 1L, True)
+at_address(0, 'double', 2) => !ValueError: 2 numbers at address 0
+at_address(5, 'double', -1) => !ValueError: -1 numbers at address 5
+unpack('', 'double', into='numpy') => !ImportError: No module named numpy
+# What is asked of NumPy, which the tests have not.
+class Kind(object):
+  def __init__(self, name): self.str = name
+  def newbyteorder(self, order): return Kind(order + self.str[1:])
+class Numbers(object):
+  def __init__(self, data, dtype): self.data, self.dtype = data, Kind(dtype)
+  def astype(self, kind): return Numbers(self.data, kind.str)
+  def tostring(self): return self.data
+  def tolist(self): return [1, 2]
+sys.modules['numpy'] = types.ModuleType('numpy')
+sys.modules['numpy'].frombuffer = lambda data, dtype: Numbers(data, dtype)
+made = unpack('12345678', 'double', 'big', 'numpy')
+made.dtype.str, made.data, pack(Numbers('raw', '>f4'), 'single', 'big'), pack(made, 'int8'), pack(Numbers('r', '|i1'), 'int8') => ('=f8', '12345678', 'raw', '\x01\x02', 'r')
+del sys.modules['numpy']
+)py");
 }
 
 } // namespace

@@ -9,12 +9,15 @@
 #include <windows.h>
 #else
 #include <dlfcn.h>
+#include <fcntl.h>
+#include <unistd.h>
 #endif
 
 namespace redirect {
 
 void *(*gLookUp)(void *, const char *, void *) = nullptr;
 std::string gLogged;
+std::string gAskedFor;
 
 [[maybe_unused]] static void *answered(void *library, const char *name, void *found) {
   return gLookUp ? gLookUp(library, name, found) : found;
@@ -108,6 +111,12 @@ extern "C" void __syslog_chk(int, int, const char *format, ...) {
   va_start(arguments, format);
   redirect::record(format, arguments);
   va_end(arguments);
+}
+
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): the header's are reserved
+extern "C" int access(const char *path, int mode) noexcept {
+  redirect::gAskedFor += std::string(path) + "\n";
+  return faccessat(AT_FDCWD, path, mode, 0);
 }
 
 #if !defined(QUILLIX_SANITIZE)

@@ -18,6 +18,9 @@ extern void *(*gLookUp)(void *library, const char *name, void *found);
 // What the plug-in has logged.
 extern std::string gLogged;
 
+// The paths that the plug-in has asked whether they are there, a line each; not on Windows.
+extern std::string gAskedFor;
+
 // To be called before a plug-in is loaded.
 void plugin(const std::string &file);
 

@@ -1,8 +1,10 @@
 #!/usr/bin/env python3
-"""Makes the two archives of a release, byte for byte the same from the same files.
+"""Makes the archives of a release, byte for byte the same from the same files.
 
 Quillix-VERSION.xojo_plugin is a zip of the folder into which the plug-ins were installed, and
-Quillix-VERSION.zip holds what belongs to them: documents, examples and the Python support module.
+Quillix-VERSION.zip holds what belongs to them: documents, the manual made from them, examples and what is
+for users in Python.
+Quillix-Python-VERSION.zip is the folder of a Python that an application ships.
 Every file gets the time of SOURCE_DATE_EPOCH, in seconds since 1970, or else of the last commit.
 """
 
@@ -29,19 +31,23 @@ def time_stamp():
     return time.gmtime(max(int(seconds or 0), EARLIEST))[:6]
 
 
+def all_files_below(path):
+    files = [file for file in path.rglob("*") if file.is_file()]
+    if not files:
+        sys.exit(f"package: there is nothing in {path}")
+    return files
+
+
 def files_below(path):
     """The file itself, or the files in that folder, without hidden ones and what Python leaves."""
     if path.is_file():
         return [path]
-    files = [file for file in path.rglob("*") if file.is_file()]
-    if not files:
-        sys.exit(f"package: there is nothing in {path}")
 
     def is_clutter(file):
         parts = file.relative_to(path).parts
         return file.suffix == ".pyc" or any(part.startswith((".", "__pycache__")) for part in parts)
 
-    return [file for file in files if not is_clutter(file)]
+    return [file for file in all_files_below(path) if not is_clutter(file)]
 
 
 def write_zip(archive, files, stamp):
@@ -60,14 +66,22 @@ def main():
     parser = argparse.ArgumentParser(
         description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter
     )
-    parser.add_argument("--plugins", required=True, type=pathlib.Path, help="where those lie")
+    made_of = parser.add_mutually_exclusive_group(required=True)
+    made_of.add_argument("--plugins", type=pathlib.Path, help="where those lie")
+    parser.add_argument("--site", type=pathlib.Path, help="where the manual lies")
+    made_of.add_argument("--python", type=pathlib.Path, help="where the folder `python` lies")
     parser.add_argument("--version", required=True, help="the version, for the names")
     parser.add_argument("--output", required=True, type=pathlib.Path, help="where the archives go")
     options = parser.parse_args()
 
-    name = f"Quillix-{options.version}"
     stamp = time_stamp()
     options.output.mkdir(parents=True, exist_ok=True)
+    if options.python:
+        files = {file.relative_to(options.python).as_posix(): file
+                 for file in all_files_below(options.python)}
+        write_zip(options.output / f"Quillix-Python-{options.version}.zip", files, stamp)
+        return
+    name = f"Quillix-{options.version}"
     plugins = {
         file.relative_to(options.plugins).as_posix(): file for file in files_below(options.plugins)
     }
@@ -77,6 +91,11 @@ def main():
         for companion in COMPANIONS
         for file in files_below(ROOT / companion)
     }
+    if options.site:
+        companions |= {
+            f"{name}/docs/{file.relative_to(options.site).as_posix()}": file
+            for file in files_below(options.site)
+        }
     write_zip(options.output / f"{name}.zip", companions, stamp)
 
 

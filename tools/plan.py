@@ -1,8 +1,9 @@
 """Holds the includes against the plan of the house: plan.py [ROOT]
 
 The rooms of the product are floors, and so are those of the stand-in host: a file includes its own
-room and the rooms below. Of the product, the host shares the records and the list of symbols alone;
-the product knows neither host nor tests. CONTRIBUTING.md says what each room is for.
+room and the rooms below. Of the product, the host shares the records, the list of symbols and the
+search for Python alone; the product knows neither host nor tests. CONTRIBUTING.md says what each
+room is for.
 """
 import re
 import sys
@@ -10,7 +11,7 @@ from pathlib import Path
 
 PRODUCT = ["src/boundary", "src/python", "src/bridge", "src/objects", "src/publish", "src/plugin"]
 HOST = ["host/runtime", "host/script", "host/cli"]
-SHARED = ["src/boundary/records.h", "src/python/symbols.h"]
+SHARED = ["src/boundary/records.h", "src/python/search.h", "src/python/symbols.h"]
 
 INCLUDE = re.compile(r'^\s*#\s*include\s+"([^"]+)"', re.MULTILINE)
 

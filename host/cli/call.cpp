@@ -1,5 +1,6 @@
 #include "host/runtime/call.h"
 #include "host/cli/cli.h"
+#include "host/runtime/platform.h"
 
 #include <charconv>
 #include <filesystem>
@@ -73,15 +74,17 @@ Exit status: 0 success; 1 Python raised an error, which is shown on standard err
 int cli::call(Arguments arguments) {
   if (arguments.size() < 2)
     return badUsage("call needs a file and a function", kCallHelp);
-  const std::filesystem::path file = std::filesystem::absolute(arguments[0]);
+  const std::filesystem::path file =
+      std::filesystem::absolute(host::platform::pathOf(arguments[0]));
   if (file.extension() != ".py" || !std::filesystem::is_regular_file(file))
     return badUsage(std::string(arguments[0]) + " is no Python file", kCallHelp);
-  if (file.stem().string().find('.') != std::string::npos)
+  if (host::platform::textOf(file.stem()).find('.') != std::string::npos)
     return badUsage(std::string(arguments[0]) + " has a dot in its name, which no module has",
                     kCallHelp);
-  if (!startPython(file.parent_path().string()))
+  if (!startPython(host::platform::textOf(file.parent_path())))
     return kFailure;
   // A statement of its own, so that the tuple is gone before Python stops.
-  const int result = callFunction(file.string(), arguments[1], tupleOf(arguments.subspan(2)));
+  const int result =
+      callFunction(host::platform::textOf(file), arguments[1], tupleOf(arguments.subspan(2)));
   return stopPython(result);
 }

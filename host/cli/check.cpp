@@ -1,16 +1,16 @@
 #include "host/cli/cli.h"
 #include "host/runtime/call.h"
 #include "host/runtime/platform.h"
+#include "python/search.h"
 #include "python/symbols.h"
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 #include <vector>
 
 namespace {
-
-namespace platform = host::platform;
 
 constexpr const char *kStart = "--start"; // and stop, in a process of its own
 
@@ -56,7 +56,7 @@ bool checkSymbols(void *library) {
   bool complete = true;
   bool usable = true;
   for (const Symbol &symbol : all) {
-    if (platform::findSymbol(library, symbol.name.c_str()))
+    if (host::platform::findSymbol(library, symbol.name.c_str()))
       continue;
     say("missing", symbol.name + (symbol.isNeeded ? " (needed)" : ""));
     complete = false;
@@ -67,20 +67,49 @@ bool checkSymbols(void *library) {
   return usable;
 }
 
-void startAndStop() {
-  host::callShared("Quillix", "Init()");
-  host::callShared("Quillix", "Finalize()");
+void tellPlace(const platform::Path &place, Seen seen) {
+  static constexpr const char *outcomes[] = {"nothing is there", "the library of Python is missing",
+                                             "the standard library is missing", "cannot be opened",
+                                             "is taken"};
+  say("looked at", std::string(place.view()) + ": " + outcomes[static_cast<int>(seen)]);
 }
 
-bool checkPython() {
-  void *const library = platform::openLibrary(platform::kPythonLibrary);
+PythonPlace find(void (*tell)(const platform::Path &, Seen)) {
+  return findPython(platform::Path(host::platform::absolute(host::pluginPath())), tell);
+}
+
+// Init does nothing where Python would not start: then there is no module to be had.
+void startAndStop() {
+  host::callShared("Quillix", "Init()");
+  const bool runs = !!host::callShared<host::Object>(
+      "Quillix", "GetModule(name as String) as PythonModule", "sys");
+  host::callShared("Quillix", "Finalize()");
+  if (runs)
+    return;
+  void *const library = find([](const platform::Path &, Seen) {}).library;
+  if (void *const path = host::platform::findSymbol(library, "Py_GetPath"))
+    say("modules", std::string("none in ") + reinterpret_cast<const char *(*)()>(path)());
+  std::exit(cli::kFailure);
+}
+
+// Looks as the plug-in will: before it has opened a library, which would then be found by its name.
+platform::Path tellPlaces() {
+  const PythonPlace place = find(tellPlace);
+  if (place.library)
+    platform::closeLibrary(place.library);
+  return place.file;
+}
+
+bool checkPython(const platform::Path &taken) {
+  void *const library = taken ? platform::openLibrary(taken.text()) : nullptr;
   if (!library) {
-    say("library", "not found: " + platform::libraryError());
+    say("library", "not found");
     return false;
   }
-  const std::string file = platform::fileOf(platform::findSymbol(library, "Py_Initialize"));
+  const std::string file =
+      host::platform::fileOf(host::platform::findSymbol(library, "Py_Initialize"));
   say("library", file.empty() ? "an unknown place" : file);
-  if (void *const version = platform::findSymbol(library, "Py_GetVersion")) {
+  if (void *const version = host::platform::findSymbol(library, "Py_GetVersion")) {
     std::string text = reinterpret_cast<const char *(*)()>(version)();
     std::replace(text.begin(), text.end(), '\n', ' ');
     say("version", text);
@@ -91,8 +120,11 @@ bool checkPython() {
     say("plug-in", "did not accept this library");
     return false;
   }
-  // Without its standard library Python ends the process that starts it.
-  if (!platform::returnsApart(startAndStop, "check", kStart)) {
+  const auto start = [] {
+    startAndStop();
+    return 0;
+  };
+  if (host::platform::statusApart(start, {"check", kStart}) != 0) {
     say("start", "failed: Python does not find its standard library");
     return false;
   }
@@ -105,8 +137,9 @@ bool checkPython() {
 const char *const cli::kCheckHelp =
     R"(usage: quillix-host check
 
-Says which Python library the plug-in finds and where, its version, which of the symbols that the
-plug-in uses are missing, and whether the interpreter starts; when it cannot be used, what to do.
+Says where the plug-in looks for Python, in its order, and which library it takes; the version of
+that, which of the symbols that the plug-in uses are missing, and whether the interpreter starts;
+when it cannot be used, what to do.
 
 Exit status: 0 it can be used; 1 it cannot, or the plug-in cannot be loaded; 2 wrong usage;
 3 something was still alive at the end that should have been gone.
@@ -116,18 +149,22 @@ int cli::check(Arguments arguments) {
   const bool justStarts = arguments.size() == 1 && std::string_view(arguments[0]) == kStart;
   if (!arguments.empty() && !justStarts)
     return badUsage("check takes no arguments", kCheckHelp);
+  platform::Path taken;
+  if (!justStarts) {
+    say("plug-in", host::pluginPath());
+    taken = tellPlaces();
+  }
   if (!loadPlugin())
     return kFailure;
   if (justStarts) {
     startAndStop();
     return kSuccess;
   }
-  say("plug-in", host::pluginPath());
-  if (checkPython()) {
+  if (checkPython(taken)) {
     say("result", "Python can be used");
     return finish(kSuccess);
   }
   say("result", "Python cannot be used");
-  std::printf(platform::kAdvice, platform::kPythonLibrary);
+  std::printf(host::platform::kAdvice, host::platform::kPythonLibrary);
   return kFailure;
 }

@@ -22,17 +22,22 @@ int call(Arguments arguments);
 int api(Arguments arguments);
 int check(Arguments arguments);
 int script(Arguments arguments);
+int run(Arguments arguments);
 
 extern const char *const kCallHelp;
 extern const char *const kApiHelp;
 extern const char *const kCheckHelp;
 extern const char *const kScriptHelp;
+extern const char *const kRunHelp;
 
 // Says what is wrong with the command line, and gives kBadUsage.
 int badUsage(const std::string &fault, const char *help);
 
+// Says on standard error what went wrong, and gives kFailure.
+int failed(const std::string &fault);
+
 // Loads the plug-in; says on standard error why it cannot.
-bool loadPlugin();
+bool loadPlugin(const std::string &path = host::pluginPath());
 
 // Loads the plug-in and starts Python, with what it prints on standard output and `folder` on its
 // search path; says on standard error why it cannot.

@@ -4,9 +4,13 @@
 #include "host/runtime/call.h"
 #include "host/runtime/platform.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <exception>
+#include <functional>
+#include <string>
 #include <string_view>
+#include <vector>
 
 namespace {
 
@@ -16,6 +20,7 @@ constexpr const char *kHelp =
 Loads the plug-in Quillix into a small stand-in for its host, and uses it.
 
   call FILE.py FUNCTION [ARGUMENT...]   call a Python function and print its result
+  run PROJECT.xojo_project              run a project of the host's, in its text format
   script FILE.xojo_script               run a script in the host's language
   api                                   list the public interface as it was registered
   check                                 say which Python was found, and whether it can be used
@@ -46,12 +51,17 @@ int cli::badUsage(const std::string &fault, const char *help) {
   return kBadUsage;
 }
 
-bool cli::loadPlugin() {
+int cli::failed(const std::string &fault) {
+  std::fprintf(stderr, "quillix-host: %s\n", fault.c_str());
+  return kFailure;
+}
+
+bool cli::loadPlugin(const std::string &path) {
   try {
-    host::load(host::pluginPath());
+    host::load(path);
     return true;
   } catch (const std::exception &error) {
-    std::fprintf(stderr, "quillix-host: %s\n", error.what());
+    failed(error.what());
     return false;
   }
 }
@@ -64,15 +74,16 @@ int cli::finish(int result) {
   return kLeak;
 }
 
-int main(int count, char **words) {
-  host::platform::start();
+int main(int count, char **given) {
+  const std::vector<std::string> line = host::platform::start(count, given);
+  std::vector<const char *> words(line.size());
+  std::transform(line.begin(), line.end(), words.begin(), std::mem_fn(&std::string::c_str));
   const Verb verbs[] = {
-      {"call", cli::call, cli::kCallHelp},
-      {"script", cli::script, cli::kScriptHelp},
-      {"api", cli::api, cli::kApiHelp},
+      {"call", cli::call, cli::kCallHelp},       {"run", cli::run, cli::kRunHelp},
+      {"script", cli::script, cli::kScriptHelp}, {"api", cli::api, cli::kApiHelp},
       {"check", cli::check, cli::kCheckHelp},
   };
-  if (count < 2)
+  if (words.size() < 2)
     return cli::badUsage("a verb is missing", kHelp);
   const std::string_view name = words[1];
   if (asksForHelp(name) || name == "help") {
@@ -86,11 +97,11 @@ int main(int count, char **words) {
   for (const Verb &verb : verbs) {
     if (verb.name != name)
       continue;
-    if (count > 2 && asksForHelp(words[2])) {
+    if (words.size() > 2 && asksForHelp(words[2])) {
       std::fputs(verb.help, stdout);
       return cli::kSuccess;
     }
-    return verb.run({words + 2, static_cast<std::size_t>(count - 2)});
+    return verb.run(cli::Arguments(words).subspan(2));
   }
   return cli::badUsage("unknown verb \"" + std::string(name) + "\"", kHelp);
 }

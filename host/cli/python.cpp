@@ -76,6 +76,12 @@ bool cli::startPython(const std::string &folder) {
     return false;
   }
   host::callShared("Quillix", "Init(applicationName as String)", "quillix-host");
+  if (!host::callShared<Object>("Quillix", "GetModule(name as String) as PythonModule", "sys")) {
+    std::fputs(
+        "quillix-host: Python does not find its standard library; `quillix-host check` says more\n",
+        stderr);
+    return false;
+  }
   const Object console = host::create("QuillixConsoleOutput");
   host::onConsoleOutput(console, print);
   setConsole(console);

@@ -4,12 +4,13 @@
 
 #include "boundary/records.h"
 
+#include <string>
 #include <string_view>
 #include <vector>
 
 namespace host {
 
-// Object, ObjectArray and FolderItem, super classes first.
+// Object, ObjectArray, FolderItem and MemoryBlock, super classes first.
 std::vector<REALclassDefinition *> builtinRecords();
 
 // Null when there is no global method of that declaration.
@@ -17,5 +18,8 @@ const REALmethodDefinition *findGlobalMethod(std::string_view declaration);
 
 // A FolderItem whose NativePath is `path`; the caller owns its one lock.
 REALobject newFolderItemObject(std::string_view path);
+
+// What a MemoryBlock holds.
+std::string &bytesOf(REALobject memoryBlock);
 
 } // namespace host

@@ -1,10 +1,16 @@
 #include "host/runtime/platform.h"
 
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
 #include <filesystem>
+#include <iterator>
 
 #if defined(_WIN32)
 #include <process.h>
 #include <windows.h>
+
+#include <shellapi.h>
 #else
 #include <dlfcn.h>
 #include <sys/wait.h>
@@ -25,10 +31,47 @@ is in a place of its own, name that place:
   PYTHONHOME=FOLDER    where Lib is
 )";
 
-// No library is ever taken from the current folder.
-void start() { SetDllDirectoryA(""); }
+namespace {
 
-void *openLibrary(const std::string &name) { return LoadLibraryA(name.c_str()); }
+constexpr int kLongest = 32767;
+
+std::wstring wide(const std::string &text) {
+  wchar_t buffer[kLongest] = {};
+  MultiByteToWideChar(CP_UTF8, 0, text.c_str(), -1, buffer, kLongest);
+  return buffer;
+}
+
+std::string narrow(const wchar_t *text) {
+  char buffer[kLongest] = {};
+  WideCharToMultiByte(CP_UTF8, 0, text, -1, buffer, kLongest, nullptr, nullptr);
+  return buffer;
+}
+
+} // namespace
+
+std::vector<std::string> start(int, const char *const *) {
+  SetDllDirectoryA(""); // no library is ever taken from the current folder
+  int count = 0;
+  wchar_t **const words = CommandLineToArgvW(GetCommandLineW(), &count);
+  std::vector<std::string> result;
+  std::transform(words, words + count, std::back_inserter(result), narrow);
+  LocalFree(words);
+  return result;
+}
+
+std::string variable(const char *name) {
+  wchar_t value[kLongest] = {};
+  GetEnvironmentVariableW(wide(name).c_str(), value, kLongest);
+  return narrow(value);
+}
+
+std::string absolute(const std::string &path) {
+  wchar_t full[kLongest] = {};
+  GetFullPathNameW(wide(path).c_str(), kLongest, full, nullptr);
+  return narrow(full);
+}
+
+void *openLibrary(const std::string &name) { return LoadLibraryW(wide(name).c_str()); }
 
 std::string libraryError() {
   const DWORD code = GetLastError();
@@ -49,17 +92,32 @@ void *findSymbol(void *library, const char *name) {
 
 std::string fileOf(const void *address) {
   HMODULE library = nullptr;
-  char path[MAX_PATH];
+  wchar_t path[kLongest] = {};
   if (!GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS |
                               GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
                           static_cast<const char *>(address), &library))
     return "";
-  return {path, GetModuleFileNameA(library, path, sizeof path)};
+  GetModuleFileNameW(library, path, kLongest);
+  return narrow(path);
 }
 
-bool returnsApart(void (*)(), const char *verb, const char *argument) {
-  return _spawnl(_P_WAIT, _pgmptr, _pgmptr, verb, argument, nullptr) == 0;
+int statusApart(const std::function<int()> &, const std::vector<std::string> &arguments) {
+  // It is handed one line, which blanks divide.
+  const auto quoted = [](const std::string &text) { return wide('"' + text + '"'); };
+  wchar_t program[kLongest] = {};
+  GetModuleFileNameW(nullptr, program, kLongest);
+  std::vector<std::wstring> words = {quoted(narrow(program))};
+  std::transform(arguments.begin(), arguments.end(), std::back_inserter(words), quoted);
+  std::vector<const wchar_t *> pointers;
+  for (const std::wstring &word : words)
+    pointers.push_back(word.c_str());
+  pointers.push_back(nullptr);
+  std::fflush(nullptr);
+  return static_cast<int>(_wspawnv(_P_WAIT, program, pointers.data()));
 }
+
+const char *const kBuildTarget = "Windows";
+const char *const kProgramNameKey = "WindowsName";
 
 #else
 
@@ -77,7 +135,16 @@ its source configured with --enable-shared. When it is in a place of its own, na
   PYTHONHOME=PREFIX            where lib/python2.7 is
 )";
 
-void start() {}
+std::vector<std::string> start(int count, const char *const *words) {
+  return {words, words + count};
+}
+
+std::string absolute(const std::string &path) { return std::filesystem::absolute(path).string(); }
+
+std::string variable(const char *name) {
+  const char *const value = std::getenv(name);
+  return value ? value : "";
+}
 
 void *openLibrary(const std::string &name) { return dlopen(name.c_str(), RTLD_NOW | RTLD_LOCAL); }
 
@@ -96,17 +163,45 @@ std::string fileOf(const void *address) {
   return error ? info.dli_fname : path.string();
 }
 
-bool returnsApart(void (*work)(), const char *, const char *) {
+int statusApart(const std::function<int()> &work, const std::vector<std::string> &) {
+  std::fflush(nullptr);
   const pid_t child = fork();
-  if (child == 0) {
-    work();
-    _exit(0);
-  }
+  if (child == 0)
+    std::exit(work());
   int status = 0;
-  return child > 0 && waitpid(child, &status, 0) == child && WIFEXITED(status) &&
-         WEXITSTATUS(status) == 0;
+  const bool hasEnded = child > 0 && waitpid(child, &status, 0) == child && WIFEXITED(status);
+  return hasEnded ? WEXITSTATUS(status) : -1;
 }
 
+#if defined(__APPLE__)
+const char *const kBuildTarget = "Mac OS X";
+const char *const kProgramNameKey = "MacCarbonMachName";
+#else
+const char *const kBuildTarget = "Linux";
+const char *const kProgramNameKey = "LinuxX86Name";
+#endif
+
+#endif
+
+std::filesystem::path pathOf(const std::string &text) {
+  return std::u8string(text.begin(), text.end());
+}
+
+std::string textOf(const std::filesystem::path &path) {
+  const std::u8string text = path.u8string();
+  return {text.begin(), text.end()};
+}
+
+#if defined(__APPLE__)
+Layout layoutOf(const std::string &programName) {
+  const std::string contents = programName + ".app/Contents/";
+  return {contents + "MacOS/" + programName, contents + "Frameworks", contents + "Resources"};
+}
+#else
+Layout layoutOf(const std::string &programName) {
+  const std::string name = textOf(pathOf(programName).stem());
+  return {name + "/" + programName, name + "/" + name + " Libs", name + "/" + name + " Resources"};
+}
 #endif
 
 } // namespace host::platform

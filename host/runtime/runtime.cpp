@@ -4,7 +4,6 @@
 #include "host/runtime/platform.h"
 
 #include <cstdlib>
-#include <filesystem>
 #include <functional>
 #include <map>
 #include <set>
@@ -181,7 +180,7 @@ void load(const std::string &path) {
   if (state().plugin)
     throw std::runtime_error("a plug-in is loaded already");
   // With a directory in its name, so that the loader searches nowhere else.
-  const std::string file = std::filesystem::absolute(path).string();
+  const std::string file = platform::absolute(path);
   void *const plugin = platform::openLibrary(file);
   if (!plugin)
     throw std::runtime_error("the plug-in cannot be opened: " + platform::libraryError());
@@ -198,8 +197,8 @@ void load(const std::string &path) {
 }
 
 std::string pluginPath(std::string_view otherwise) {
-  const char *const chosen = std::getenv("QUILLIX_PLUGIN_PATH");
-  return std::string(chosen && *chosen ? std::string_view(chosen) : otherwise);
+  const std::string chosen = platform::variable("QUILLIX_PLUGIN_PATH");
+  return chosen.empty() ? std::string(otherwise) : chosen;
 }
 
 int announcedVersion() { return state().announcedVersion; }

@@ -1,6 +1,7 @@
 #include "host/script/script.h"
 
 #include "host/runtime/call.h"
+#include "host/runtime/platform.h"
 
 #include <algorithm>
 #include <array>
@@ -38,6 +39,13 @@ struct Frame {
 
 using Values = std::vector<Value>;
 
+// An exception of the host's language on its way.
+struct Raised : Error {
+  Raised(Value what, const std::string &text, int where)
+      : Error(text, where), raised(std::move(what)) {}
+  Value raised;
+};
+
 Variable *findIn(std::deque<Variable> &variables, std::string_view name) {
   const auto found = std::find_if(variables.rbegin(), variables.rend(),
                                   [&](const Variable &one) { return same(one.name, name); });
@@ -64,7 +72,7 @@ public:
   Interpreter(const Interpreter &) = delete;
   Interpreter &operator=(const Interpreter &) = delete;
 
-  void run();
+  int run();
   void stop(); // lets go of all values, then stops Python
 
   void *published(std::size_t index, void *self, void *arguments);
@@ -90,6 +98,9 @@ private:
   Flow countingLoop(const Statement &statement);
   Flow eachLoop(const Statement &statement);
   bool leaves(const Statement &loop, Flow &flow);
+  Flow attempt(const Statement &statement);
+  [[noreturn]] void raise(const Value &exception);
+  Value exceptionOf(const Error &error);
   void declare(const Statement &statement, std::deque<Variable> &to);
   void handle(const Statement &statement);
 
@@ -117,10 +128,11 @@ private:
   struct Candidate {
     const Function *function;
     const Class *owner;
+    bool isMethod = false; // which needs an object
   };
   using Candidates = std::vector<Candidate>;
   static void collect(Candidates &to, const std::vector<Function> &from, const Class *owner,
-                      std::string_view name);
+                      std::string_view name, bool isMethod = false);
   Candidates methods(const host::Class *type, std::string_view name) const;
   Candidates functionsNamed(const Expression &name) const;
   Value callBest(const Candidates &candidates, const host::Object &self, const Values &arguments);
@@ -223,8 +235,9 @@ Interpreter::Interpreter(const Program &program, const std::string &folder) : pr
   main_.variables.push_back({"ScriptFolder", object(item, &item.type()), true, true});
 }
 
-void Interpreter::run() {
+int Interpreter::run() {
   try {
+    main_.result = integer(0);
     for (const Class &declared : program_.classes)
       if (!declared.isModule)
         define(declared);
@@ -239,6 +252,7 @@ void Interpreter::run() {
         variable.isGlobal = true; // those of inner blocks have gone
     }
     rethrow();
+    return static_cast<int>(main_.result.integer());
   } catch (const Error &error) {
     throw Error(error.what(), error.line ? error.line : line_);
   }
@@ -466,8 +480,77 @@ Interpreter::Flow Interpreter::execute(const Statement &statement) {
   case Statement::Kind::AddHandler:
     handle(statement);
     break;
+  case Statement::Kind::Try:
+    return attempt(statement);
+  case Statement::Kind::Raise:
+    raise(evaluate(parts[0]));
   }
   return Flow::Next;
+}
+
+// What a Catch gets for an error; nil for one that a compiler would find.
+Value Interpreter::exceptionOf(const Error &error) {
+  if (const auto *const raised = dynamic_cast<const Raised *>(&error))
+    return raised->raised;
+  if (const auto *const fault = dynamic_cast<const Fault *>(&error))
+    return construct(fault->className, {text(fault->what())});
+  return nil();
+}
+
+void Interpreter::raise(const Value &exception) {
+  const Value raised = convert(exception, typeNamed("RuntimeException"));
+  if (!raised.object())
+    throw Fault("NilObjectException", "Raise of Nil");
+  const std::string &told = findIn(fields_[raised.object().get()], "Message")->value.text();
+  throw Raised(raised, raised.object().className() + (told.empty() ? "" : ": ") + told, line_);
+}
+
+Interpreter::Flow Interpreter::attempt(const Statement &statement) {
+  const std::size_t outer = frame_->variables.size();
+  Flow flow = Flow::Next;
+  std::exception_ptr error;
+  const auto run = [&](const Block &block) {
+    try {
+      flow = execute(block);
+      error = nullptr;
+    } catch (Error &thrown) {
+      if (!thrown.line)
+        thrown.line = line_;
+      error = std::current_exception();
+      close(frame_->variables, outer);
+    }
+  };
+  run(statement.blocks[0]);
+  Value exception = nil();
+  if (error)
+    try {
+      std::rethrow_exception(error);
+    } catch (const Error &thrown) {
+      exception = exceptionOf(thrown);
+    }
+  for (std::size_t i = 0; exception.object() && i < statement.catches.size(); ++i) {
+    const Statement::Catch &caught = statement.catches[i];
+    const Type type = caught.name.empty() ? typeNamed("RuntimeException") : typeOfName(caught.type);
+    if (costOf({Kind::Object, &exception.object().type()}, type) < 0)
+      continue;
+    frame_->variables.push_back({caught.name, object(exception.object(), type.type)});
+    exception = nil();
+    error = nullptr; // it goes with the variable
+    run(statement.blocks[i + 1]);
+    close(frame_->variables, outer);
+  }
+  if (statement.flag) {
+    const Flow before = flow;
+    const std::exception_ptr first = error;
+    run(statement.blocks.back());
+    if (!error && flow == Flow::Next) {
+      flow = before;
+      error = first;
+    }
+  }
+  if (error)
+    std::rethrow_exception(error);
+  return flow;
 }
 
 void Interpreter::declare(const Statement &statement, std::deque<Variable> &to) {
@@ -576,10 +659,11 @@ void Interpreter::handle(const Statement &statement) {
   if (!isObject || !sender.object() || !hasEvent(sender.type.type, event.name))
     throw Error(nameOf(sender.type) + " has no event " + event.name);
   const Candidate handler = addressed(statement.expressions[1], {sender.type, {Kind::String}});
-  const auto run = [this, handler, raw = sender.object().get(),
-                    type = sender.type.type](std::string_view output) {
+  const auto run = [this, handler, raw = sender.object().get(), type = sender.type.type,
+                    self =
+                        handler.isMethod ? frame_->self : host::Object()](std::string_view output) {
     guarded([&] {
-      callFunction(handler, {},
+      callFunction(handler, self,
                    {object(host::Object::share(raw), type), text(std::string(output))});
     });
   };
@@ -683,10 +767,14 @@ Value Interpreter::use(const Expression &target, const Values *arguments, const 
     return callBest(candidates, {}, given);
   if (isFunction(name))
     return script::callFunction(name, given);
+  if (same(name, "Integer") && given.size() == 1 && given[0].type == Type{Kind::Ptr})
+    return integer(static_cast<std::int64_t>(
+        reinterpret_cast<std::uintptr_t>(std::get<void *>(given[0].data))));
   if (const host::Class *const type = findClass(name); type && given.size() == 1) {
     const Value whole = convert(given[0], typeNamed("Object"));
     if (whole.object() && !host::isA(whole.object().type(), type->name))
-      throw Error("the object is a " + whole.object().className() + ", no " + type->name);
+      throw Fault("IllegalCastException",
+                  "the object is a " + whole.object().className() + ", no " + type->name);
     return object(whole.object(), type);
   }
   throw Error("there is no " + name);
@@ -755,7 +843,8 @@ Value Interpreter::useMember(const Value &owner, const std::string &name, const 
   const host::Object &self = owner.object();
   const host::Class *const type = owner.type.type;
   if (!self)
-    throw Error("there is no object: " + nameOf(owner.type) + "." + name + " of Nil");
+    throw Fault("NilObjectException",
+                "there is no object: " + nameOf(owner.type) + "." + name + " of Nil");
   if (Variable *const field = findField(self, type, name))
     return useVariable(*field, arguments, assigned);
   // Known by the declared class; run as the object's own class has it.
@@ -770,11 +859,20 @@ Value Interpreter::useMember(const Value &owner, const std::string &name, const 
 // What the stand-in host's FolderItem has not.
 std::optional<Value> Interpreter::useFolder(const host::Object &folder, const std::string &name,
                                             const Values *arguments) {
-  const std::filesystem::path path = folder.get<std::string>("NativePath");
+  using host::platform::pathOf;
+  using host::platform::textOf;
+  const std::filesystem::path path = pathOf(folder.get<std::string>("NativePath"));
+  const auto item = [&](const std::filesystem::path &other) {
+    return object(host::newFolderItem(textOf(other)), &folder.type());
+  };
   if (same(name, "Child") && arguments && arguments->size() == 1)
-    return object(
-        host::newFolderItem((path / convert((*arguments)[0], {Kind::String}).text()).string()),
-        &folder.type());
+    return item(path / pathOf(convert((*arguments)[0], {Kind::String}).text()));
+  if (same(name, "Parent") && !arguments)
+    return item(path.parent_path());
+  if (same(name, "Name") && !arguments)
+    return text(textOf(path.filename()));
+  if (same(name, "Exists") && !arguments)
+    return boolean(std::filesystem::exists(path));
   return std::nullopt;
 }
 
@@ -851,10 +949,10 @@ std::optional<Value> Interpreter::useShared(const std::string &owner, const std:
 // --- functions -----------------------------------------------------------------------------------
 
 void Interpreter::collect(Candidates &to, const std::vector<Function> &from, const Class *owner,
-                          std::string_view name) {
+                          std::string_view name, bool isMethod) {
   for (const Function &function : from)
     if (same(function.name, name))
-      to.push_back({&function, owner});
+      to.push_back({&function, owner, isMethod});
 }
 
 Value Interpreter::callBest(const Candidates &candidates, const host::Object &self,
@@ -912,6 +1010,8 @@ Interpreter::Candidates Interpreter::functionsNamed(const Expression &name) cons
     if (const Class *const owner = moduleNamed(name.parts[0].name))
       collect(candidates, owner->shared, owner, name.name);
   } else if (name.kind == Expression::Kind::Name) {
+    if (frame_->self)
+      collect(candidates, frame_->owner->functions, frame_->owner, name.name, true);
     if (frame_->owner)
       collect(candidates, frame_->owner->shared, frame_->owner, name.name);
     collect(candidates, program_.functions, nullptr, name.name);
@@ -937,6 +1037,8 @@ Interpreter::Candidate Interpreter::addressed(const Expression &expression,
 Value Interpreter::address(const Expression &expression) {
   const Type pointer{Kind::Ptr};
   const Candidate called = addressed(expression, {pointer, pointer});
+  if (called.isMethod)
+    throw Error(called.function->name + " is no function of a module, nor a shared one");
   if (typeOfName(called.function->result) != pointer)
     throw Error(called.function->name + " does not return a Ptr");
   std::size_t index = 0;
@@ -951,19 +1053,24 @@ Value Interpreter::address(const Expression &expression) {
 
 } // namespace
 
-void run(const Program &program, const std::string &folder) {
+int run(const Program &program, const std::string &folder) {
   // Never destroyed: it has to serve objects that are still alive, to be reported.
   auto *const interpreter = new Interpreter(program, folder);
+  int result = 0;
   std::exception_ptr error;
-  for (const auto step : {&Interpreter::run, &Interpreter::stop})
+  const auto attempt = [&](auto step) {
     try {
-      (interpreter->*step)();
+      step();
     } catch (const Error &) {
       if (!error)
         error = std::current_exception();
     }
+  };
+  attempt([&] { result = interpreter->run(); });
+  attempt([&] { interpreter->stop(); });
   if (error)
     std::rethrow_exception(error);
+  return result;
 }
 
 } // namespace script

@@ -6,6 +6,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstdio>
+#include <iostream>
 #include <limits>
 
 namespace script {
@@ -192,8 +193,8 @@ const Offer kBooleanOffers[] = {
 std::ptrdiff_t indexAt(const Array &items, Arguments arguments, std::size_t i, std::size_t limit) {
   const std::int64_t index = integerAt(arguments, i);
   if (index < 0 || static_cast<std::uint64_t>(index) >= limit)
-    throw Error("index " + std::to_string(index) + " of an array of " +
-                std::to_string(items.items.size()));
+    throw Fault("OutOfBoundsException", "index " + std::to_string(index) + " of an array of " +
+                                            std::to_string(items.items.size()));
   return static_cast<std::ptrdiff_t>(index);
 }
 
@@ -228,6 +229,14 @@ void write(const std::string &text) {
   std::fflush(stdout);
 }
 
+std::string lineRead() {
+  std::string line;
+  std::getline(std::cin, line);
+  if (line.ends_with('\r'))
+    line.pop_back();
+  return line;
+}
+
 Value joined(const Value &, Arguments a) {
   if (!a[0].type.isArray || a[0].type.kind != Kind::String)
     throw Error("String.FromArray needs a String()");
@@ -256,6 +265,11 @@ const Offer kFunctions[] = {
      [](const Value &, Arguments a) {
        write(textAt(a, 0));
        return Value();
+     }},
+    {"StdIn.ReadLine", 0, 0, [](const Value &, Arguments) { return text(lineRead()); }},
+    {"StdIn.EndOfFile", 0, 0,
+     [](const Value &, Arguments) {
+       return boolean(std::cin.peek() == std::char_traits<char>::eof());
      }},
     {"String.FromArray", 1, 2, joined},
     {"Array", 1, kAny, arrayOf},

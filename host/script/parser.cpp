@@ -172,6 +172,7 @@ public:
   Program program() {
     Program result;
     while (skipLineEnds(), token().kind != Token::Kind::End) {
+      skipModifiers();
       if (at("Class") || at("Module"))
         result.classes.push_back(classOrModule());
       else if (at("Function") || at("Sub"))
@@ -327,7 +328,8 @@ private:
   Block block() {
     Block result;
     const auto ends = [&] {
-      for (const char *word : {"End", "Else", "ElseIf", "Next", "Wend", "Loop", "Case"})
+      for (const char *word :
+           {"End", "Else", "ElseIf", "Next", "Wend", "Loop", "Case", "Catch", "Finally"})
         if (at(word))
           return true;
       return false;
@@ -341,7 +343,7 @@ private:
   }
 
   Statement &add(Block &to, Statement::Kind kind) {
-    to.push_back({kind, token().line, {}, {}, {}, {}, false});
+    to.push_back({kind, token().line, {}, {}, {}, {}, false, {}});
     return to.back();
   }
 
@@ -393,8 +395,10 @@ private:
           exit.name = lower(left);
     } else if (accept("Continue"))
       add(to, Of::Continue);
-    else if (at("Try") || at("Raise"))
-      fail("there are no exceptions here");
+    else if (accept("Try"))
+      attempt(add(to, Of::Try));
+    else if (accept("Raise"))
+      add(to, Of::Raise).expressions.push_back(expression());
     else if (accept("Return")) {
       Statement &result = add(to, Of::Return);
       if (!atLineEnd() && !at("Else"))
@@ -443,6 +447,26 @@ private:
       if (value)
         to[i].expressions = {*value};
     }
+  }
+
+  void attempt(Statement &result) {
+    endLine();
+    result.blocks.push_back(block());
+    while (accept("Catch")) {
+      Statement::Catch &caught = result.catches.emplace_back();
+      if (!atLineEnd()) {
+        caught.name = name();
+        caught.type = asType();
+      }
+      endLine();
+      result.blocks.push_back(block());
+    }
+    if ((result.flag = accept("Finally"))) {
+      endLine();
+      result.blocks.push_back(block());
+    }
+    expect("End");
+    accept("Try");
   }
 
   void condition(Statement &result) {
@@ -703,6 +727,41 @@ private:
 
 } // namespace
 
-Program parse(std::string_view source) { return Parser(source).program(); }
+Program parse(std::string_view source) {
+  // What every program can raise and catch.
+  static constexpr std::string_view kExceptions = R"(Class RuntimeException
+  Message As String
+  ErrorNumber As Integer
+  Sub Constructor()
+  End Sub
+  Sub Constructor(message As String)
+    Self.Message = message
+  End Sub
+  Sub Constructor(message As String, errorNumber As Integer)
+    Self.Message = message
+    Self.ErrorNumber = errorNumber
+  End Sub
+End Class
+Class NilObjectException
+  Inherits RuntimeException
+End Class
+Class OutOfBoundsException
+  Inherits RuntimeException
+End Class
+Class IllegalCastException
+  Inherits RuntimeException
+End Class
+Class InvalidArgumentException
+  Inherits RuntimeException
+End Class
+Class UnsupportedOperationException
+  Inherits RuntimeException
+End Class
+)";
+  Program result = Parser(source).program();
+  for (Class &builtIn : Parser(kExceptions).program().classes)
+    result.classes.push_back(std::move(builtIn));
+  return result;
+}
 
 } // namespace script

@@ -54,6 +54,8 @@ struct Statement {
     Continue,
     Return,
     AddHandler, // the event, the function
+    Try,        // the block, those of `catches` and, with `flag`, that of Finally
+    Raise,      // the exception
   };
   Kind kind;
   int line;
@@ -62,6 +64,11 @@ struct Statement {
   std::vector<Expression> expressions;
   std::vector<Block> blocks;
   bool flag = false;
+  struct Catch {
+    std::string name; // empty when the exception is not looked at
+    TypeName type;
+  };
+  std::vector<Catch> catches;
 };
 
 struct Function {
@@ -93,7 +100,8 @@ struct Program {
 Program parse(std::string_view source);
 
 // Runs it, with the plug-in loaded, and stops Python. `folder` is what the script knows as
-// ScriptFolder. Throws Error, with the line. Nothing of the script is alive then.
-void run(const Program &program, const std::string &folder);
+// ScriptFolder. Gives what the statements outside of all functions return, or 0. Throws Error, with
+// the line. Nothing of the script is alive then.
+int run(const Program &program, const std::string &folder);
 
 } // namespace script

@@ -1,5 +1,8 @@
 #include "host/script/value.h"
 
+#include "host/runtime/builtins.h"
+#include "host/runtime/call.h"
+
 #include <algorithm>
 #include <cctype>
 #include <cmath>
@@ -15,6 +18,10 @@ bool isInteger(const Type &type) {
 }
 bool isDouble(const Type &type) { return !type.isArray && type.kind == Kind::Double; }
 bool isNumber(const Type &type) { return isInteger(type) || isDouble(type); }
+bool isMemory(const Type &type) {
+  return !type.isArray && type.kind == Kind::Object && type.type &&
+         type.type->name == "MemoryBlock";
+}
 bool is(const Value &value, Kind kind) { return !value.type.isArray && value.type.kind == kind; }
 
 double asDouble(const Value &value) {
@@ -224,6 +231,11 @@ int costOf(const Type &from, const Type &to) {
     return from.type ? distance(from.type, to.type) : 1;
   if (from.kind == Kind::Object && !from.type && to.kind == Kind::Ptr)
     return 2;
+  // The bytes of a MemoryBlock are a text's, and back; its address is a pointer.
+  if (isMemory(from) && (to.kind == Kind::String || to.kind == Kind::Ptr))
+    return 3;
+  if (from.kind == Kind::String && isMemory(to))
+    return 3;
   if (!isNumber(from) || !isNumber(to))
     return -1;
   enum { Wider = 1, Narrower, OtherSign, ToDouble, ToInteger };
@@ -244,8 +256,17 @@ Value convert(const Value &value, const Type &to) {
   if (isInteger(to))
     return {to, wrapped(isDouble(value.type) ? truncated(value.real(), to.kind) : value.integer(),
                         to.kind)};
+  if (isMemory(to) && value.type.kind == Kind::String) {
+    const host::Object made = host::create("MemoryBlock");
+    host::bytesOf(made.get()) = value.text();
+    return object(made, to.type);
+  }
+  if (to.kind == Kind::String && value.type.kind == Kind::Object)
+    return text(value.object() ? host::bytesOf(value.object().get()) : "");
   if (to.kind == Kind::Ptr && value.type.kind == Kind::Object)
-    return zeroOf(to);
+    return value.object()
+               ? Value{to, static_cast<void *>(host::bytesOf(value.object().get()).data())}
+               : zeroOf(to);
   return {to, value.data};
 }
 

@@ -22,6 +22,12 @@ struct Error : std::runtime_error {
   int line;
 };
 
+// What the host raises an exception of its own for, which a script can catch.
+struct Fault : Error {
+  Fault(const char *name, const std::string &message) : Error(message), className(name) {}
+  const char *className;
+};
+
 // Names are compared without regard to the case of letters, and so are texts.
 bool same(std::string_view a, std::string_view b);
 std::string lower(std::string_view text); // of ASCII letters

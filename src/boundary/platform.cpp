@@ -6,26 +6,105 @@
 // After windows.h.
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <cwchar>
 #else
 #include <dlfcn.h>
 #include <syslog.h>
+#include <unistd.h>
 #endif
 
+#include <cstdlib>
+#include <cstring>
+
 namespace platform {
+
+void Path::add(std::string_view text) {
+  if (length_ + text.size() >= kLongestPath) {
+    length_ = 0;
+  } else {
+    std::memcpy(text_ + length_, text.data(), text.size());
+    length_ += text.size();
+  }
+  text_[length_] = '\0';
+}
+
+Path Path::operator+(std::string_view text) const {
+  Path sum;
+  if (*this) {
+    sum = *this;
+    sum.add(text);
+  }
+  return sum;
+}
+
+Path Path::operator/(std::string_view name) const {
+  return *this + std::string_view(&kSeparator, 1) + name;
+}
+
+Path Path::folder() const {
+  const std::size_t end = view().rfind(kSeparator);
+  return end == std::string_view::npos ? Path() : Path({text_, end});
+}
+
+#if !defined(__APPLE__)
+
+Application applicationAround(const Path &pluginFolder) {
+  constexpr std::string_view kEnd = " Libs";
+  std::string_view name = pluginFolder.view();
+  if (!name.ends_with(kEnd)) {
+    return {};
+  }
+  name.remove_suffix(kEnd.size());
+  return {pluginFolder.folder(), Path(name) + " Resources"};
+}
+
+#endif
 
 #if defined(_WIN32)
 
 const char *const kPythonLibraryName = "python27.dll";
 
+const char *const kShippedLibrary = "python27.dll";
+const char *const kShippedModules[] = {"Lib\\os.py", "Lib\\os.pyc", "python27.zip"};
+
 namespace {
+
+// A path as the system's functions take it; empty where it does not fit.
+class WidePath {
+public:
+  explicit WidePath(const char *path) {
+    if (!MultiByteToWideChar(CP_UTF8, 0, path, -1, text_, MAX_PATH)) {
+      text_[0] = L'\0';
+    }
+  }
+  operator const wchar_t *() const { return text_; }
+
+private:
+  wchar_t text_[MAX_PATH];
+};
+
+Path fromWide(const wchar_t *path) {
+  char text[kLongestPath];
+  const int size = WideCharToMultiByte(CP_UTF8, 0, path, -1, text, sizeof text, nullptr, nullptr);
+  return size > 1 ? Path(text) : Path();
+}
 
 bool isAbsolute(const wchar_t *path) {
   return (path[0] == L'\\' && path[1] == L'\\') ||
          (path[0] && path[1] == L':' && (path[2] == L'\\' || path[2] == L'/'));
 }
+
+// While it lives, a library that cannot be opened is no reason for the system to ask the user about it.
+class NoDialogs {
+public:
+  NoDialogs() { SetThreadErrorMode(SEM_FAILCRITICALERRORS, &before_); }
+  ~NoDialogs() { SetThreadErrorMode(before_, nullptr); }
+  NoDialogs(const NoDialogs &) = delete;
+  NoDialogs &operator=(const NoDialogs &) = delete;
+
+private:
+  DWORD before_ = 0;
+};
 
 // The library in one folder of PATH, of that many characters.
 HMODULE openIn(const wchar_t *folder, std::size_t length, const char *name) {
@@ -60,9 +139,53 @@ HMODULE openInPath(const char *name) {
 
 } // namespace
 
+bool exists(const Path &path) {
+  return path && GetFileAttributesW(WidePath(path.text())) != INVALID_FILE_ATTRIBUTES;
+}
+
+bool existsForPython(const Path &path) {
+  return path && GetFileAttributesA(path.text()) != INVALID_FILE_ATTRIBUTES;
+}
+
+Path fileOf(void (*function)()) {
+  HMODULE library = nullptr;
+  wchar_t name[MAX_PATH];
+  return GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS |
+                                GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+                            reinterpret_cast<const wchar_t *>(function), &library) &&
+                 GetModuleFileNameW(library, name, MAX_PATH) < MAX_PATH
+             ? fromWide(name)
+             : Path();
+}
+
+// Where the installer noted that it has put Python: for this user, and for the machine.
+Path installedLibrary(int n) {
+  HMODULE registry = LoadLibraryExA("advapi32.dll", nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32);
+  auto *const get = reinterpret_cast<decltype(&RegGetValueW)>(
+      reinterpret_cast<void *>(GetProcAddress(registry, "RegGetValueW")));
+  wchar_t folder[MAX_PATH];
+  DWORD size = sizeof folder;
+  Path found;
+  if (get && get(n == 0 ? HKEY_CURRENT_USER : HKEY_LOCAL_MACHINE,
+                 L"Software\\Python\\PythonCore\\2.7\\InstallPath", nullptr, RRF_RT_REG_SZ, nullptr,
+                 folder, &size) == ERROR_SUCCESS) {
+    found = fromWide(folder);
+    found = found.view().ends_with(kSeparator) ? found + kPythonLibraryName
+                                               : found / kPythonLibraryName;
+  }
+  if (registry) {
+    FreeLibrary(registry);
+  }
+  return found;
+}
+
 // As the system looks for a name, except that it would look into the current folder as well, before
 // PATH: what is loaded already, the program's folder, those that the program has added, the system's.
 void *openLibrary(const char *name) {
+  const NoDialogs none;
+  if (const WidePath path(name); isAbsolute(path)) {
+    return LoadLibraryExW(path, nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
+  }
   if (GetModuleHandleA(name)) {
     return LoadLibraryA(name);
   }
@@ -121,29 +244,72 @@ void log(const char *format, const char *text) {
 
 #else
 
+bool exists(const Path &path) { return path && access(path.text(), F_OK) == 0; }
+
+bool existsForPython(const Path &path) { return exists(path); }
+
+Path fileOf(void (*function)()) {
+  Dl_info info;
+  if (!dladdr(reinterpret_cast<const void *>(function), &info) || !info.dli_fname) {
+    return Path();
+  }
+  char *const absolute = realpath(info.dli_fname, nullptr);
+  const Path found(absolute ? absolute : "");
+  std::free(absolute);
+  return found;
+}
+
+const char *const kShippedModules[] = {"lib/python2.7/os.py", "lib/python2.7/os.pyc",
+                                       "lib/python27.zip"};
+
 #if defined(__APPLE__)
+
+const char *const kShippedLibrary = "lib/libpython2.7.dylib";
+
+Application applicationAround(const Path &pluginFolder) {
+  if (!pluginFolder.view().ends_with("/Frameworks")) {
+    return {};
+  }
+  const Path contents = pluginFolder.folder();
+  return {contents / "MacOS", contents / "Resources"};
+}
+
+// Of python.org, and of MacPorts.
+Path installedLibrary(int n) {
+  constexpr const char *kFrameworks[] = {"/Library/Frameworks", "/opt/local/Library/Frameworks"};
+  return Path(kFrameworks[n]) + "/Python.framework/Versions/2.7/lib/libpython2.7.dylib";
+}
+
+const char *const kPythonLibraryName = "libpython2.7.dylib";
 
 // A bare name would be looked for in the current folder, too; this one only in the run paths of the
 // plug-in and the program, and in the folders that the system's variables name.
-static constexpr char kPythonInRunPaths[] = "@rpath/libpython2.7.dylib";
-const char *const kPythonLibraryName = kPythonInRunPaths + sizeof "@rpath";
-
-static const char *searched(const char *name) {
-  return name == kPythonLibraryName ? kPythonInRunPaths : name;
+static Path searched(const char *name) {
+  return std::string_view(name).find('/') == std::string_view::npos ? Path("@rpath") / name
+                                                                    : Path(name);
 }
 
 #else
 
 const char *const kPythonLibraryName = "libpython2.7.so.1.0";
+const char *const kShippedLibrary = "lib/libpython2.7.so.1.0";
 
-static const char *searched(const char *name) { return name; }
+// Of what is installed from Python's source.
+Path installedLibrary(int n) {
+  constexpr const char *kFolders[] = {"/usr/local/lib", "/usr/local/lib64"};
+  return Path(kFolders[n]) / kPythonLibraryName;
+}
+
+static Path searched(const char *name) { return Path(name); }
 
 #endif
 
-void *openLibrary(const char *name) { return dlopen(searched(name), RTLD_LAZY | RTLD_LOCAL); }
+void *openLibrary(const char *name) {
+  return dlopen(searched(name).text(), RTLD_LAZY | RTLD_LOCAL);
+}
 
 void makeVisible(const char *name) {
-  dlopen(searched(name), RTLD_LAZY | RTLD_NOLOAD | RTLD_GLOBAL);
+  dlopen(searched(name).text(), RTLD_LAZY | RTLD_NOLOAD | RTLD_GLOBAL);
 }
 
 // A null handle would mean "anywhere in the process" to dlsym.
@@ -159,10 +325,8 @@ std::string_view pathForPython(std::string_view path, char (&)[kLongestPath]) { 
 
 #if defined(__APPLE__)
 void stayLoaded() {
-  Dl_info self;
-  if (dladdr(reinterpret_cast<const void *>(&stayLoaded), &self)) {
-    dlopen(self.dli_fname, RTLD_LAZY | RTLD_NOLOAD | RTLD_NODELETE);
-  }
+  const Path self = fileOf(stayLoaded);
+  dlopen(self.text(), RTLD_LAZY | RTLD_NOLOAD | RTLD_NODELETE);
 }
 #else
 void stayLoaded() {} // the file says so itself: it is linked with -z nodelete

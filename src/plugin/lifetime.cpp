@@ -46,14 +46,16 @@ void Python_Init() {
     gPythonFound = false;
     return;
   }
-  platform::makeVisible(platform::kPythonLibraryName); // to Python's extension modules
+  platform::makeVisible(gPythonPlace.file.text()); // to Python's extension modules
   if (EPy_IsInitialized()) {
     openGate(
         interpreterStopped); // somebody else's interpreter: used as it is, and not marked as ours
     return;
   }
   PythonCall starting;
-  EPy_Initialize();
+  if (!startInterpreter()) {
+    return;
+  }
   keepWhatOutlivesIt(); // of an interpreter that somebody else has stopped
   initaview();
   gPythonInitialized = true;

@@ -21,6 +21,7 @@ QUILLIX_DICTIONARY_SYMBOLS(DEFINE_FUNCTION)
 
 bool gPythonFound = false;
 void *PythonDLLHandle = nullptr;
+PythonPlace gPythonPlace;
 
 namespace {
 
@@ -65,6 +66,17 @@ void *refuseLibrary(void *library, const char *message) {
   return nullptr;
 }
 
+// What is there and cannot be used; that there is nothing is no fault.
+void tellLog(const platform::Path &place, Seen seen) {
+  if (seen == Seen::NoLibrary) {
+    platform::log("Passed over %s, which lacks the library of Python\n", place.text());
+  } else if (seen == Seen::NoModules) {
+    platform::log("Passed over %s, which lacks the standard library\n", place.text());
+  } else if (seen == Seen::CannotBeOpened && place.folder()) {
+    platform::log("Passed over %s, which cannot be opened\n", place.text());
+  }
+}
+
 } // namespace
 
 bool otherPythonIsVisible() {
@@ -82,7 +94,8 @@ void *LoadPythonLibrary() {
   if (otherPythonIsVisible()) {
     return nullptr;
   }
-  void *library = platform::openLibrary(platform::kPythonLibraryName);
+  gPythonPlace = findPython(platform::fileOf(PythonList_LoadAPI), tellLog);
+  void *library = gPythonPlace.library;
   if (!library) {
     platform::log("Could not load %s\n", platform::kPythonLibraryName);
     return nullptr;

@@ -185,6 +185,11 @@ void keepWhatOutlivesIt();
 // Whether somebody else has stopped the interpreter and Python could not tell.
 bool stopWasMissed();
 
+// Starts Python; false where its standard library is not there, which would end the process, and
+// which the system log is told. One that the application ships lives in its own folder: nothing of the
+// machine's settings reaches it.
+bool startInterpreter();
+
 // Keeps a copy of the name for good, as Python does.
 void setProgramName(std::string_view name);
 

@@ -9,6 +9,7 @@
 
 #include <Python.h>
 
+#include "python/search.h"
 #include "python/symbols.h"
 
 // Where the header renames a function (Py_InitModule4), its type is taken under the new name while
@@ -36,6 +37,9 @@ extern bool gPythonFound;
 
 // The open library, or null. Never closed once the plug-in has loaded.
 extern void *PythonDLLHandle;
+
+// How it was found.
+extern PythonPlace gPythonPlace;
 
 // Opens the Python library, fills the slots and sets gPythonFound. Yields the handle, or null when
 // there is no usable library; then no slot keeps an address in one.

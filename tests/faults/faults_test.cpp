@@ -5,6 +5,8 @@
 #include "boundary/declare.h"
 #include "host/runtime/member.h"
 #include "tests/faults/slots.h"
+#include "tests/platform.h"
+#include "tests/redirect.h"
 #include "tests/support.h"
 #include "tests/wrappers.h"
 
@@ -456,6 +458,26 @@ TEST_F(FaultTest, everythingThatTheHostOffersIsWithheldOnce) {
     };
     EXPECT_EXIT(callAll(), testing::ExitedWithCode(0), "") << name;
   }
+}
+
+// Python would end the process.
+TEST(StartTest, isNotTriedWithoutTheStandardLibrary) {
+  platform::setVariable("PYTHONHOME", "/nowhere");
+  const std::string plugin = host::pluginPath(QUILLIX_PLUGIN_PATH);
+  redirect::plugin(plugin);
+  host::load(plugin);
+  for (int time = 0; time < 2; ++time) {
+    redirect::gLogged.clear();
+    host::callShared("Quillix", "Init()");
+    EXPECT_TRUE(
+        redirect::gLogged.starts_with("Did not start Python, which finds no standard library in"))
+        << redirect::gLogged;
+    EXPECT_NE(redirect::gLogged.find("/nowhere"), std::string::npos) << redirect::gLogged;
+    EXPECT_FALSE(quillix::getModule("sys"));
+  }
+  host::callShared("Quillix", "Finalize()");
+  host::unload();
+  EXPECT_EQ(host::survivors(), "");
 }
 
 } // namespace

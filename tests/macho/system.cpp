@@ -111,6 +111,9 @@ void *systemSymbol(const std::string &library, const std::string &symbol) {
       {"___stack_chk_guard", &gStackGuard},
   };
   static const std::map<std::string_view, const char *> sameHere = {
+      {"_access", "access"},
+      {"_memchr", "memchr"},
+      {"_realpath$DARWIN_EXTSN", "realpath"},
       {"_calloc", "calloc"},
       {"_dlclose", "dlclose"},
       {"_free", "free"},

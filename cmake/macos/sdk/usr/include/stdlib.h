@@ -18,6 +18,7 @@ void abort(void) __attribute__((noreturn));
 long labs(long);
 long long llabs(long long);
 int posix_memalign(void **, size_t, size_t);
+char *realpath(const char *, char *) __asm("_realpath$DARWIN_EXTSN");
 void *realloc(void *, size_t);
 void *calloc(size_t, size_t);
 void *malloc(size_t);

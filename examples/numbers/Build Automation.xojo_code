@@ -1,0 +1,62 @@
+#tag BuildAutomation
+			Begin BuildStepList Linux
+				Begin BuildProjectStep Build
+				End
+				Begin CopyFilesBuildStep CopyPython
+					AppliesTo = 0
+					Architecture = 0
+					Target = 0
+					Destination = 1
+					Subdirectory = 
+					FolderItem = bWVhc3VyZW1lbnRzLnB5
+				End
+				Begin CopyFilesBuildStep CopySupport
+					AppliesTo = 0
+					Architecture = 0
+					Target = 0
+					Destination = 1
+					Subdirectory = 
+					FolderItem = Li4vLi4vc3VwcG9ydC9xdWlsbGl4LnB5
+				End
+			End
+			Begin BuildStepList Mac OS X
+				Begin BuildProjectStep Build
+				End
+				Begin CopyFilesBuildStep CopyPython
+					AppliesTo = 0
+					Architecture = 0
+					Target = 0
+					Destination = 1
+					Subdirectory = 
+					FolderItem = bWVhc3VyZW1lbnRzLnB5
+				End
+				Begin CopyFilesBuildStep CopySupport
+					AppliesTo = 0
+					Architecture = 0
+					Target = 0
+					Destination = 1
+					Subdirectory = 
+					FolderItem = Li4vLi4vc3VwcG9ydC9xdWlsbGl4LnB5
+				End
+			End
+			Begin BuildStepList Windows
+				Begin BuildProjectStep Build
+				End
+				Begin CopyFilesBuildStep CopyPython
+					AppliesTo = 0
+					Architecture = 0
+					Target = 0
+					Destination = 1
+					Subdirectory = 
+					FolderItem = bWVhc3VyZW1lbnRzLnB5
+				End
+				Begin CopyFilesBuildStep CopySupport
+					AppliesTo = 0
+					Architecture = 0
+					Target = 0
+					Destination = 1
+					Subdirectory = 
+					FolderItem = Li4vLi4vc3VwcG9ydC9xdWlsbGl4LnB5
+				End
+			End
+#tag EndBuildAutomation
